@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "base/string.h"
+
+/// One file-system entry as the scan needs it. A new record has all numbers 0, all flags false, an empty path, linkCount 1.
+class TqFileInfo {
+ public:
+  virtual ~TqFileInfo() = default;
+
+  std::int64_t dataSize = 0;      ///< logical bytes of the data fork; 0 for directories
+  std::int64_t rsrcSize = 0;      ///< logical bytes of the resource fork; 0 for directories and special entries
+  std::int64_t modTimeMs = 0;     ///< whole seconds since 1970 GMT x 1000
+  std::int64_t createTimeMs = 0;  ///< same unit; the modification time when the file system reports none
+  bool isDir = false;
+  bool isSpecial = false;  ///< symbolic link, block or character device, socket, FIFO
+  TqString path;           ///< full path
+  bool isPackage = false;  ///< directories: bundle flag, or a name that ends in a package suffix
+  bool isAlias = false;    ///< regular files: the Finder alias flag
+  bool backupExcluded = false;  ///< set only by GetInfoAboutFileOrDir on its fallback path (kept on purpose)
+  std::uint32_t linkCount = 1;  ///< filled by GetInfoAboutFileOrDir; 1 in listings and for directories
+
+  /// Back to a new record's values; the path keeps its memory.
+  void Reset();
+  std::int64_t TotalSize() const { return dataSize + rsrcSize; }
+};
+
+/// The entries of one directory. Slots are recycled: adding an entry hands out the record in slot [count] as it was left. The
+/// capacity grows in stated steps, but records are built when their slot is first used, so unused slots cost nothing.
+class TqFileInfoList {
+ public:
+  TqFileInfoList() = default;
+  TqFileInfoList(const TqFileInfoList&) = delete;
+  TqFileInfoList& operator=(const TqFileInfoList&) = delete;
+  virtual ~TqFileInfoList();
+
+  std::int32_t Count() const { return count_; }
+  std::int32_t Capacity() const { return capacity_; }
+  /// Null when out of range.
+  TqFileInfo* Get(std::int32_t index) const { return index >= 0 && index < count_ ? slots_[index] : nullptr; }
+  /// Count 0; the records stay for reuse.
+  void Clear() { count_ = 0; }
+  /// Makes room for `need` entries. On failure the count becomes 0 and the answer is false.
+  bool Grow(std::int64_t need);
+  /// Takes the next record, not reset; null (count 0) when memory runs out.
+  TqFileInfo* Add();
+  /// Takes the record at `index` out, shifts the following ones down; its slot is refilled with a fresh record when used again.
+  void RemoveAt(std::int32_t index);
+
+  /// The capacity for `need` entries from `capacity`: 5, then steps of 50, 100,000 and 5,000,000.
+  static std::int64_t GrowthFor(std::int64_t need, std::int32_t capacity);
+
+ private:
+  std::int32_t count_ = 0;
+  std::int32_t capacity_ = 0;
+  TqFileInfo** slots_ = nullptr;
+};
+
+namespace TqFile {
+
+/// Fills `list` with one record per entry of `dir`, in the system's order, with one attribute query per entry. False when an
+/// argument is null, the directory cannot be opened or memory runs out; an empty directory is true. `cutShort` (may be null)
+/// tells that reading stopped midway: the entries before it are kept and the answer is true.
+bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, bool* cutShort = nullptr);
+
+/// Fills one record; a final symbolic link is described, not followed. False for a null or empty path, a missing path, or when
+/// no attribute source works; the record is reset then.
+bool GetInfoAboutFileOrDir(const TqString* path, TqFileInfo* info);
+bool GetInfoAboutFileOrDir(std::string_view path, TqFileInfo& info);
+
+/// Anything of that name, a dangling link included.
+bool Exists(std::string_view path);
+/// A real directory (links not followed).
+bool IsDirectory(std::string_view path);
+/// Bytes of both forks; 0 when missing.
+std::int64_t FileSize(std::string_view path);
+
+/// Takes the mounted folders that a walk must not enter out of `list`, logging each. The table of them is built on first use and
+/// kept for the process.
+void RemoveMountedFoldersFromList(TqFileInfoList& list);
+/// Drops that table (tests).
+void ForgetMountedFolders();
+
+}  // namespace TqFile

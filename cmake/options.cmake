@@ -1,0 +1,16 @@
+# Compiler options that every target of the project shares.
+add_library(tq_options INTERFACE)
+target_include_directories(tq_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(tq_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+target_compile_definitions(tq_options INTERFACE TQ_VERSION="${PROJECT_VERSION}")
+if(TQ_SANITIZE)
+  target_compile_options(tq_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(tq_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+# tq_layer(NAME SOURCES... [LINKS lower layers...]): the static library of one folder.
+function(tq_layer name)
+  cmake_parse_arguments(LAYER "" "" "SOURCES;LINKS" ${ARGN})
+  add_library(tq_${name} STATIC ${LAYER_SOURCES})
+  target_link_libraries(tq_${name} PUBLIC tq_options ${LAYER_LINKS})
+endfunction()

@@ -1,0 +1,196 @@
+#pragma once
+
+// An in-memory platform for unit tests: a deterministic file system (entries are listed in the order of their creation), a clock
+// that only sleep moves, volumes, and switches for everything that differs between systems or can go wrong. Constructing one puts
+// it in force; destroying it puts the former one back.
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/platform.h"
+
+/// Thrown by the fake's Exit in place of ending the process.
+struct ExitCalled {
+  int status;
+};
+
+class FakePlatform : public platform::Files, public platform::Volumes, public platform::Machine {
+ public:
+  /// One entry. Tests change the fields directly.
+  struct Node {
+    platform::EntryKind kind = platform::EntryKind::kRegular;
+    std::string content;                     ///< regular: the bytes; symbolic link: its target
+    std::optional<std::int64_t> fakeSize;    ///< the size told instead of the content's (big and sparse files)
+    std::int64_t rsrcSize = 0;
+    std::int64_t modTimeSec = 0;
+    std::int64_t createTimeSec = 0;          ///< 0: not reported
+    std::uint16_t finderFlags = 0;
+    std::uint32_t linkCount = 1;
+    unsigned mode = 0644;
+    bool backupExcluded = false;
+    int queryErrno = 0;                      ///< answers of the single queries about this entry
+    int statErrno = 0;
+    int finderErrno = 0;
+    int openErrno = 0;                       ///< opening the file, or listing the directory
+    int readErrno = 0;                       ///< after readErrnoAfter bytes (files) or entries (directories)
+    std::int64_t readErrnoAfter = 0;
+    std::uint64_t inode = 0;
+    std::vector<std::pair<std::string, std::shared_ptr<Node>>> children;  ///< directories, in creation order
+  };
+  struct FakeVolume {
+    std::string path;  ///< without trailing "/" (but "/")
+    bool isLocal = true;
+    bool isBrowsable = true;
+    std::optional<platform::VolumePropertyError> error;
+    platform::VolumeAttributes attributes;
+    int queryErrno = 0;
+    platform::MediaWalk media;
+    std::uint64_t mountId = 0;
+  };
+
+  FakePlatform();
+  ~FakePlatform() override;
+  FakePlatform(const FakePlatform&) = delete;
+  FakePlatform& operator=(const FakePlatform&) = delete;
+
+  // --- building and looking at the file system (missing parents are made; times are the fake clock's) ---
+  Node& MakeFolders(std::string_view path);
+  Node& WriteFile(std::string_view path, std::string_view content);
+  Node& MakeLink(std::string_view path, std::string_view target);
+  Node& MakeSpecial(std::string_view path, platform::EntryKind kind);
+  /// Removes an entry with all below it; true when it was there.
+  bool Remove(std::string_view path);
+  /// Null when missing. Links are not followed in the last component.
+  Node* Find(std::string_view path);
+  bool Has(std::string_view path) { return Find(path) != nullptr; }
+  /// Content of a regular file; "<missing>" when there is none.
+  std::string ReadFile(std::string_view path);
+  /// Names in a folder, in listing order.
+  std::vector<std::string> Names(std::string_view folder);
+
+  // --- volumes: "/" is there from the start; adding one makes its folder ---
+  FakeVolume& AddVolume(std::string_view path, std::uint64_t totalBytes = 1'000'000'000);
+  /// Unmounts: its entries vanish, an empty folder stays behind when `leaveFolder`.
+  void Unmount(std::string_view path, bool leaveFolder = true);
+  std::vector<FakeVolume> volumes;
+  std::vector<platform::MountTableRow> skippedMounts;
+  int listVolumesErrno = 0;
+
+  // --- clock, sleep, faults ---
+  std::int64_t nowMillis = 1'700'000'000'000;  ///< 2023-11-14 22:13:20 GMT
+  std::int64_t localOffsetSeconds = 0;
+  std::vector<std::int64_t> sleepsMicros;      ///< every sleep so far
+  std::function<void(std::int64_t micros)> onSleep;  ///< called after the clock moved
+  /// Asked before every operation; a result other than 0 is its errno. Operations: "list", "query", "lstat", "finder",
+  /// "exclusion", "stat", "mountid", "open", "read", "write", "lock", "rename", "unlink", "mkdir", "chmod", "temp", "volume".
+  /// For "rename" the path is "<from>\n<to>"; for "read" and "write" the file's.
+  std::function<int(std::string_view operation, std::string_view path)> fault;
+  /// Bytes that may still be written in all; a write beyond is cut short with ENOSPC. Negative: no limit.
+  std::int64_t diskBytesLeft = -1;
+  /// The file system's clock runs this far ahead of nowMillis (file times).
+  std::int64_t fileClockAheadSeconds = 0;
+
+  // --- the machine ---
+  int pid = 12345;
+  unsigned euid = 501;
+  platform::MemoryFigures memory{1'048'576'000, 104'857'600};
+  std::uint64_t hardwareMemory = 17'179'869'184;
+  std::string machineName = "arm64";
+  bool translated = false;
+  std::optional<bool> hardware64 = true;
+  std::optional<std::string> hostName = "TestHost.local";
+  platform::HardwareAddressStatus hardwareAddressStatus = platform::HardwareAddressStatus::kFound;
+  std::string hardwareAddress = "a1-b2-c3-d4-e5-f6";
+  std::vector<std::uint32_t> randoms;  ///< handed out in turn (modulo the bound), then a counter from 0
+  std::vector<std::string> shellLines;  ///< every line run
+  /// Runs a shell line of the fake: gets the line, may write files, gives the raw wait status.
+  std::function<int(const std::string& line)> shell;
+  int childPollsUntilEnd = 0;  ///< polls after which a started child has ended
+  std::vector<int> killedChildren;
+  int killErrno = 0;
+
+  // --- platform::Files ---
+  platform::ListResult ListDirectory(const char* path, platform::EntryVisitor& visitor) override;
+  int QueryEntry(const char* path, platform::EntryAttributes& attributes) override;
+  int Lstat(const char* path, platform::StatFacts& facts) override;
+  int QueryFinderFlags(const char* path, std::uint16_t& finderFlags) override;
+  int QueryBackupExclusion(const char* path, bool& excluded) override;
+  int StatThroughLinks(const char* path, platform::FileFacts& facts) override;
+  int QueryMountIdentity(const char* path, platform::MountIdentity& identity) override;
+  int Open(const char* path, platform::OpenMode openMode, unsigned mode, int& descriptor) override;
+  void Close(int descriptor) override;
+  int Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) override;
+  int Write(int descriptor, const void* buffer, std::size_t bytes, std::size_t& written) override;
+  int Seek(int descriptor, std::int64_t offset) override;
+  int StatDescriptor(int descriptor, platform::FileFacts& facts) override;
+  int ChangeDescriptorMode(int descriptor, unsigned mode) override;
+  int TryLockExclusive(int descriptor) override;
+  int Rename(const char* from, const char* to) override;
+  int Unlink(const char* path) override;
+  int MakeDirectory(const char* path, unsigned mode) override;
+  int MakeHiddenDirectory(const char* path, unsigned mode) override;
+  int ChangeMode(const char* path, unsigned mode) override;
+  int MakeTemporaryFile(std::string_view directory, std::string_view prefix, std::string_view suffix,
+                        std::string& path) override;
+
+  // --- platform::Volumes ---
+  int ListMountedVolumes(std::vector<platform::MountedVolume>& mounted) override;
+  int QueryVolume(const char* mountPoint, platform::VolumeAttributes& attributes) override;
+  platform::MediaWalk WalkMedia(const char* mountPoint, const std::string& deviceName) override;
+  int ReadSkippedMounts(std::vector<platform::MountTableRow>& rows) override;
+  platform::PropertyListStatus ReadBackupDestinations(const char* path,
+                                                      std::vector<platform::DestinationValue>& values) override;
+
+  // --- platform::Machine ---
+  std::int64_t NowMillis() override { return nowMillis; }
+  void SleepMicros(std::int64_t micros) override;
+  std::int64_t LocalOffsetSeconds(std::int64_t) override { return localOffsetSeconds; }
+  int ProcessId() override { return pid; }
+  unsigned EffectiveUserId() override { return euid; }
+  [[noreturn]] void Exit(int status) override { throw ExitCalled{status}; }
+  platform::MemoryFigures ProcessMemory() override { return memory; }
+  std::uint64_t HardwareMemoryBytes() override { return hardwareMemory; }
+  std::string MachineName() override { return machineName; }
+  bool IsTranslatedProcess() override { return translated; }
+  bool Query64BitHardware(bool& is64Bit) override;
+  bool HostName(std::string& name) override;
+  platform::HardwareAddressStatus HardwareAddress(std::string& address) override;
+  std::uint32_t RandomBelow(std::uint32_t bound) override;
+  platform::PropertyListStatus ReadProductVersion(const char* path, std::string& version) override;
+  int RunShellAndWait(const char* line, int& error) override;
+  int StartShell(const char* line, int& error) override;
+  platform::ChildStatus PollChild(int pid) override;
+  int KillChildGroup(int pid) override;
+
+ private:
+  struct OpenFile {
+    std::shared_ptr<Node> node;
+    std::string path;
+    platform::OpenMode mode;
+    std::int64_t offset = 0;
+  };
+  int Fault(std::string_view operation, std::string_view path) const { return fault ? fault(operation, path) : 0; }
+  std::shared_ptr<Node> Resolve(std::string_view path, bool followLast, int depth = 0) const;
+  std::shared_ptr<Node> ParentOf(std::string_view path, std::string& name) const;
+  std::shared_ptr<Node> NewNode(platform::EntryKind kind);
+  Node& Place(std::string_view path, std::shared_ptr<Node> node);
+  FakeVolume* VolumeAt(std::string_view mountPoint);
+  OpenFile* FileAt(int descriptor);
+
+  std::shared_ptr<Node> root_;
+  std::map<int, OpenFile> open_;
+  int nextDescriptor_ = 1000;
+  std::uint64_t nextInode_ = 2;
+  std::uint64_t nextMountId_ = 1;
+  std::uint32_t randomIndex_ = 0;
+  std::uint32_t temporaryIndex_ = 0;
+  int childPolls_ = 0;
+  platform::Platform former_;
+};
