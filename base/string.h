@@ -2,11 +2,12 @@
 
 #include <concepts>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
-/// 8-bit text: a NUL-terminated byte array from the C allocator with its length and capacity. Content is bytes (UTF-8 on this
-/// system) and is never decoded. Growth is deliberately coarse (GrowthForAppend): a text of megabytes grows in steps of 10 to
-/// 100 million bytes, so the file-list buffer is reallocated only a few times in a whole scan.
+/// 8-bit text: a NUL-terminated byte array from the C allocator with its length and capacity. Content is bytes (UTF-8
+/// on this system) and is never decoded. Growth is deliberately coarse (GrowthForAppend): a text of megabytes grows in
+/// steps of 10 to 100 million bytes, so the file-list buffer is reallocated only a few times in a whole scan.
 ///
 /// A change that cannot get its memory answers false. A need above kMaxNeed leaves the content as it was; a failed
 /// reallocation empties the text. Indices are int32 and -1 stands for "not found". Letter case means A-Z only.
@@ -36,9 +37,7 @@ class TqString {
   operator std::string_view() const { return View(); }  // NOLINT: a text is a view wherever one is read
 
   /// The byte at `index`, or NUL when out of range.
-  char CharAt(std::int32_t index) const {
-    return index >= 0 && index < length_ ? buffer_[index] : '\0';
-  }
+  char CharAt(std::int32_t index) const { return index >= 0 && index < length_ ? buffer_[index] : '\0'; }
   /// Changes one byte; out of range does nothing.
   void SetCharAt(std::int32_t index, char c);
 
@@ -47,8 +46,15 @@ class TqString {
   /// Makes room for `need` content bytes (the only change that grows by need + 11). False when that cannot be had.
   bool Reserve(std::int64_t need);
   bool Assign(std::string_view text);
-  bool Append(std::string_view text);
-  bool AppendChar(char c);
+  bool Append(std::string_view text) {
+    const std::int64_t need = length_ + static_cast<std::int64_t>(text.size());
+    if (text.empty()) return true;
+    if (need >= capacity_) return AppendGrowing(text);
+    std::memcpy(buffer_ + length_, text.data(), text.size());
+    SetLength(need);
+    return true;
+  }
+  bool AppendChar(char c) { return Append(std::string_view(&c, 1)); }
   /// "%d"
   bool AppendInt32(std::int32_t number);
   /// "%lld"
@@ -57,7 +63,7 @@ class TqString {
   bool AppendHex(std::uint64_t number, std::int32_t width);
   /// Inserts at `position` (0 ... length); out of range does nothing and answers false.
   bool Insert(std::int32_t position, std::string_view text);
-  /// Removes `count` bytes from `start`; both are cut to what exists.
+  /// Removes `count` bytes from `start`; the count is cut to what exists, a `start` out of range does nothing.
   void Erase(std::int32_t start, std::int32_t count);
   /// Cuts the text to `length` bytes; a longer length does nothing.
   void Truncate(std::int32_t length);
@@ -83,39 +89,53 @@ class TqString {
   bool EndsWithIgnoreCase(std::string_view needle) const;
   bool Equals(std::string_view text) const { return View() == text; }
   bool EqualsIgnoreCase(std::string_view text) const;
-  /// Whether two separators ("/" or "\") stand together with the second at index 2 or later (a pair at indices 0 and 1 is a
-  /// network path's beginning and allowed). Texts under three bytes never do.
+  /// Whether two separators ("/" or "\") stand together with the second at index 2 or later (a pair at indices 0 and 1
+  /// is a network path's beginning and allowed). Texts under three bytes never do.
   bool ContainsTwoConsecutiveSeparators() const;
 
-  /// The bytes from `start` on, at most `count`; both are cut to what exists.
+  /// The bytes from `start` on, at most `count`; the count is cut to what exists, a `start` out of range gives an empty
+  /// view.
   std::string_view Slice(std::int32_t start, std::int32_t count = INT32_MAX) const;
 
   friend bool operator==(const TqString& a, const TqString& b) { return a.View() == b.View(); }
-  friend bool operator==(const TqString& a, const char* b) { return a.View() == std::string_view(b); }
+  friend bool operator==(const TqString& a, const char* b) {
+    return a.View() == std::string_view(b != nullptr ? b : "");
+  }
   friend bool operator==(const TqString& a, std::string_view b) { return a.View() == b; }
 
   /// The capacity that growth by appending takes for `need` content bytes from `capacity`; -1 when the need is refused.
   static std::int64_t GrowthForAppend(std::int64_t need, std::int32_t capacity);
 
  private:
+  bool AppendGrowing(std::string_view text);
   bool EnsureForAppend(std::int64_t need);
   bool Reallocate(std::int64_t newCapacity);
+  void SetLength(std::int64_t length) {
+    length_ = static_cast<std::int32_t>(length);
+    buffer_[length_] = '\0';
+  }
+  /// Whether `text` lies in this text's own buffer.
+  bool Holds(std::string_view text) const;
 
   std::int32_t length_ = 0;
   std::int32_t capacity_ = 0;
   char* buffer_ = nullptr;
 };
 
-/// Orders texts by signed bytes: a byte of 0x80 or more sorts before every ASCII character. Negative, 0 or positive.
+/// Orders texts by signed bytes: a byte of 0x80 or more sorts before every ASCII character; a text sorts before its own
+/// continuations. Negative, 0 or positive.
 int CompareBytes(std::string_view a, std::string_view b);
 /// The same with A-Z folded to a-z; other bytes never match another case.
 int CompareBytesIgnoreCase(std::string_view a, std::string_view b);
-/// The null rules of the C-string form: both null are equal; a null sorts before a non-empty text and equals an empty one.
+/// The null rules of the C-string form: both null are equal; a null sorts before a non-empty text and equals an empty
+/// one.
 int CompareCStrings(const char* a, const char* b);
 int CompareCStringsIgnoreCase(const char* a, const char* b);
 
 /// One byte with A-Z folded to a-z; never the process locale.
-constexpr char LowerChar(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+constexpr char LowerChar(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 bool StartsWithIgnoreCase(std::string_view text, std::string_view prefix);
 bool EndsWithIgnoreCase(std::string_view text, std::string_view suffix);
@@ -130,13 +150,18 @@ std::string_view Trimmed(std::string_view text);
 bool ParseInt64(std::string_view text, std::int64_t& number);
 
 namespace tq_internal {
-void AppendPiece(TqString& out, std::string_view piece);
-void AppendPiece(TqString& out, char piece);
-void AppendPiece(TqString& out, std::int64_t piece);
+inline void AppendPiece(TqString& out, std::string_view piece) {
+  out.Append(piece);
+}
+inline void AppendPiece(TqString& out, char piece) {
+  out.AppendChar(piece);
+}
+inline void AppendPiece(TqString& out, std::int64_t piece) {
+  out.AppendInt64(piece);
+}
 void AppendPiece(TqString& out, std::uint64_t piece);
 template <std::integral T>
-  requires(!std::same_as<T, char> && !std::same_as<T, bool>)
-void AppendInteger(TqString& out, T piece) {
+requires(!std::same_as<T, char> && !std::same_as<T, bool>) void AppendInteger(TqString& out, T piece) {
   if constexpr (std::is_signed_v<T>) {
     AppendPiece(out, static_cast<std::int64_t>(piece));
   } else {
@@ -157,8 +182,8 @@ void AppendAny(TqString& out, const T& piece) {
 }
 }  // namespace tq_internal
 
-/// Joins texts, characters, decimal integers and booleans ("true"/"false") into one text: the way messages, file contents and
-/// paths are built.
+/// Joins texts, characters, decimal integers and booleans ("true"/"false") into one text: the way messages, file
+/// contents and paths are built.
 template <typename... Pieces>
 TqString Joined(const Pieces&... pieces) {
   TqString out;
