@@ -4,10 +4,10 @@
 
 #include "base/vector.h"
 
-/// A chained hash table with C-string keys, compared whole and by case. The bucket count is fixed at construction; nodes come
-/// from an arena while it lasts. Values are 64-bit integers or pointers; when the table drops one that is not 0 it is passed to
-/// the value-release function. When the buckets cannot be allocated the table stays unusable: every operation does nothing and
-/// look-ups fail.
+/// A chained hash table with C-string keys, compared whole and by case. The bucket count is fixed at construction;
+/// nodes come from an arena while it lasts. Values are 64-bit integers or pointers; when the table drops one that is
+/// not 0 it is passed to the value-release function. When the buckets cannot be allocated the table stays unusable:
+/// every operation does nothing and look-ups fail.
 class TqHashTable {
  public:
   using ReleaseValue = void (*)(std::uint64_t value);
@@ -18,8 +18,8 @@ class TqHashTable {
   TqHashTable& operator=(const TqHashTable&) = delete;
   virtual ~TqHashTable();
 
-  /// Copies the key. On an existing key the old value is released and replaced; the node keeps its place. New nodes go to the
-  /// front of their chain. False on a null key or without memory.
+  /// Copies the key. On an existing key the old value is released and replaced; the node keeps its place. New nodes go
+  /// to the front of their chain. False on a null key or without memory.
   bool Insert(const char* key, std::uint64_t value);
   /// Keeps the caller's key pointer, which must outlive the entry. An existing key keeps its old key pointer.
   bool InsertNoCopy(const char* key, std::uint64_t value);
@@ -32,8 +32,8 @@ class TqHashTable {
   void ForEach(Visit visit, void* context) const;
   /// Appends all keys in ForEach order.
   void KeysInto(TqStringVector& keys) const;
-  /// Inserts every pair into `other` (keys copied) and leaves this table empty without releasing the moved values. Into itself:
-  /// nothing.
+  /// Inserts every pair into `other` (keys copied) and leaves this table empty without releasing the moved values;
+  /// those that `other` has no memory for are released. Into itself: nothing.
   void MoveAllInto(TqHashTable& other);
   void Clear();
 
@@ -49,17 +49,18 @@ class TqHashTable {
   static std::uint32_t Hash(const char* key);
 
  private:
-  enum class Storage : std::uint8_t { kSeparate = 0, kArena = 1, kBorrowedKey = 2 };
   struct Node {
-    const char* key;
+    const char* key;  ///< behind the node itself, or the caller's (InsertNoCopy)
     Node* next;
     std::uint64_t value;
-    Storage storage;
+    bool inArena;  ///< otherwise the node has its own allocation
   };
 
   bool InsertNode(const char* key, std::uint64_t value, bool copyKey);
-  Node* FindIn(std::uint32_t bucket, const char* key) const;
+  Node*& BucketOf(const char* key) const;
   Node* NewNode(const char* key, bool copyKey);
+  void ReleaseOf(const Node& node) const;
+  static Node* FindIn(Node* chain, const char* key);
   static void FreeNode(Node* node);
 
   std::int32_t bucketCount_ = 0;
