@@ -1,7 +1,7 @@
 #pragma once
 
-// tqinfo.xml as the program reads it: one process-wide set of settings, found by the snippet helpers in the file's text. Readers
-// never fail on a bad element: it is logged and skipped, and the setting keeps its earlier value.
+// tqinfo.xml as the program reads it: one process-wide set of settings, found by the snippet helpers in the file's
+// text. Readers never fail on a bad element: it is logged and skipped, and the setting keeps its earlier value.
 
 #include <cstdint>
 #include <string_view>
@@ -75,14 +75,16 @@ const TqInfoSettings& Settings();
 /// The whole file's text as last read; empty before.
 const TqString& SettingsText();
 
-/// Reads the file into the settings. False when it is missing or unreadable (logged); nothing changes then. Lists are rebuilt on
-/// each successful read.
+/// Reads the file into the settings. False when it is missing or unreadable (logged); nothing changes then. Lists are
+/// rebuilt on each successful read.
 bool ReadControlPanelSettingsFromTqInfoXmlFile();
 
-/// Reads the excluded file types, the smart-watch sets and the directory filters. False only for a missing or unreadable file.
+/// Reads the excluded file types, the smart-watch sets and the directory filters. False only for a missing or
+/// unreadable file.
 bool ParseTqInfoForFilesToWatch(std::vector<TqWatchedDir>& watchedDirs);
 
-/// One `filesetdef`: its name and its lower-cased extensions. `sets` is emptied first; at most 149 (see the .cpp) are given.
+/// One `filesetdef`: its name and its lower-cased extensions. `sets` is emptied first; at most 149 (see the .cpp) are
+/// given.
 struct FileSetDef {
   TqString name;
   TqStringVector extensions;
