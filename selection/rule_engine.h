@@ -1,9 +1,10 @@
 #pragma once
 
-// Decides per file whether the user wants it backed up. The rules live in a three-level index: one array entry per distinct
-// prefix ("unique startsWith" group), from it a chain of one node per distinct extension, from each of those a chain of the
-// further rules with that prefix and extension. The first matching rule in index order takes the one hit, so the order of
-// insertion with its quirks is part of the behaviour. One thread, no lock; UserWantsThisFileBackedUpEx is not reentrant.
+// Decides per file whether the user wants it backed up. The rules live in a three-level index: one array entry per
+// distinct prefix ("unique startsWith" group), from it a chain of one node per distinct extension, from each of those a
+// chain of the further rules with that prefix and extension. The first matching rule in index order takes the one hit,
+// so the order of insertion with its quirks is part of the behaviour. One thread, no lock; UserWantsThisFileBackedUpEx
+// is not reentrant.
 
 #include <cstdint>
 #include <string_view>
@@ -32,16 +33,16 @@ inline constexpr std::int32_t kMaxRuleGroups = 10'000;
 extern TqExcludeFilenameRule tqExcludeFilenameRules[kMaxRuleGroups];
 extern std::int32_t num_tqExcludeFilenameRules;
 
-/// Loads the mandatory, editable and settings rules, in this order. False (logged) when any of them failed; the index then holds
-/// what did load.
+/// Loads the mandatory, editable and settings rules, in this order. False (logged) when any of them failed; the index
+/// then holds what did load.
 bool LoadAllExcludeFilenameRulesProperly(TqExcludeFilenameRule* rules, std::int32_t* count);
 
 /// Adds the rules of one data set to the index. `allowEmpty` lets a text without any rule count as loaded.
 bool ParseExcludeFileNameRules(const TqString* xml, TqExcludeFilenameRule* rules, std::int32_t* count,
                                std::string_view dataSetName, bool allowEmpty = false);
 
-/// True: back the file up. `fileSize` is data plus resource fork, both sizes in bytes. Allocates nothing beyond its process-wide
-/// scratch texts.
+/// True: back the file up. `fileSize` is data plus resource fork, both sizes in bytes. Allocates nothing beyond its
+/// process-wide scratch texts.
 bool UserWantsThisFileBackedUpEx(const TqString& fullPath, std::int64_t fileSize, std::int64_t sizeLimit,
                                  TqExcludeFilenameRule* rules, std::int32_t count);
 

@@ -7,7 +7,8 @@
 
 #include "base/string.h"
 
-/// One built-in row. A criterion of "*" is not used. An extension in braces ("{blob,log}") stands for one rule per extension.
+/// One built-in row. A criterion of "*" is not used. An extension in braces ("{blob,log}") stands for one rule per
+/// extension.
 struct TqBuiltInRule {
   std::string_view prefix;  ///< skipFirstCharThenStartsWith
   std::string_view contains1 = "*";
@@ -38,8 +39,8 @@ TqString EditableRulesText();
 /// The merge blocks' texts one behind the other, in block order: opening comment, rows, closing comment.
 TqString MergeBlocksText();
 
-/// One rule element on one line without line end. `attributesInFront` is put before `plat` ("" or `tqmergeblock="001" `). Values
-/// are escaped. `rule.extension` must be a single one.
+/// One rule element on one line without line end. `attributesInFront` is put before `plat` ("" or `tqmergeblock="001"
+/// `). Values are escaped. `rule.extension` must be a single one.
 TqString RuleLine(const TqBuiltInRule& rule, std::string_view attributesInFront);
 
 }  // namespace TqInfoManager
