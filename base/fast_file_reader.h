@@ -6,8 +6,8 @@
 #include "base/string.h"
 #include "base/vector.h"
 
-/// Reads one file at a time through a large cache that is allocated on first open and kept across files. Error texts may be
-/// null; they are emptied first.
+/// Reads one file at a time through a large cache that is allocated on first open and kept across files. Error texts
+/// may be null; they are emptied first.
 class TqFastFileReader {
  public:
   static constexpr std::int32_t kDefaultCacheSize = 40'000'000;
@@ -24,8 +24,8 @@ class TqFastFileReader {
   bool TqOpenFileReadOnly(std::string_view path, TqString* errorText);
   /// The same plus a non-blocking exclusive lock.
   bool TqOpenFileReadOnlyExclusive(std::string_view path, TqString* errorText);
-  /// The next line without its LF and without a CR directly before the LF; also a last line without LF. At the end: false with an
-  /// empty line and an empty error text.
+  /// The next line without its LF and without a CR directly before the LF; also a last line without LF. At the end:
+  /// false with an empty line and an empty error text.
   bool TqReadNextLine(TqString* line, TqString* errorText);
   /// Up to `numBytes` into `out`; fewer only at the end of the file; false when nothing is left.
   bool TqReadNumBytes(std::int32_t numBytes, TqString& out, std::int32_t& numRead, TqString* errorText);
@@ -54,7 +54,8 @@ namespace TqFile {
 
 /// -1 when the file cannot be opened or is empty.
 std::int64_t CountLinesInFile(std::string_view path);
-/// Collects lines that hold `needle` with their numbers (from 1, decimal), up to `maxMatches` (0 and 1 stop after the first).
+/// Collects lines that hold `needle` with their numbers (from 1, decimal), up to `maxMatches` (0 and 1 stop after the
+/// first).
 bool TqGrepFile(std::string_view path, std::string_view needle, bool ignoreCase, std::int32_t maxMatches,
                 TqStringVector& lineNumbers, TqStringVector& lines, TqString* errorText);
 bool TqReadFileIntoStringVector(std::string_view path, TqStringVector& lines);

@@ -5,7 +5,8 @@
 
 #include "base/string.h"
 
-/// One file-system entry as the scan needs it. A new record has all numbers 0, all flags false, an empty path, linkCount 1.
+/// One file-system entry as the scan needs it. A new record has all numbers 0, all flags false, an empty path,
+/// linkCount 1.
 class TqFileInfo {
  public:
   virtual ~TqFileInfo() = default;
@@ -15,10 +16,10 @@ class TqFileInfo {
   std::int64_t modTimeMs = 0;     ///< whole seconds since 1970 GMT x 1000
   std::int64_t createTimeMs = 0;  ///< same unit; the modification time when the file system reports none
   bool isDir = false;
-  bool isSpecial = false;  ///< symbolic link, block or character device, socket, FIFO
-  TqString path;           ///< full path
-  bool isPackage = false;  ///< directories: bundle flag, or a name that ends in a package suffix
-  bool isAlias = false;    ///< regular files: the Finder alias flag
+  bool isSpecial = false;       ///< symbolic link, block or character device, socket, FIFO
+  TqString path;                ///< full path
+  bool isPackage = false;       ///< directories: bundle flag, or a name that ends in a package suffix
+  bool isAlias = false;         ///< regular files: the Finder alias flag
   bool backupExcluded = false;  ///< set only by GetInfoAboutFileOrDir on its fallback path (kept on purpose)
   std::uint32_t linkCount = 1;  ///< filled by GetInfoAboutFileOrDir; 1 in listings and for directories
 
@@ -27,8 +28,9 @@ class TqFileInfo {
   std::int64_t TotalSize() const { return dataSize + rsrcSize; }
 };
 
-/// The entries of one directory. Slots are recycled: adding an entry hands out the record in slot [count] as it was left. The
-/// capacity grows in stated steps, but records are built when their slot is first used, so unused slots cost nothing.
+/// The entries of one directory. Slots are recycled: adding an entry hands out the record in slot [count] as it was
+/// left. The capacity grows in stated steps, but records are built when their slot is first used, so unused slots cost
+/// nothing.
 class TqFileInfoList {
  public:
   TqFileInfoList() = default;
@@ -46,7 +48,8 @@ class TqFileInfoList {
   bool Grow(std::int64_t need);
   /// Takes the next record, not reset; null (count 0) when memory runs out.
   TqFileInfo* Add();
-  /// Takes the record at `index` out, shifts the following ones down; its slot is refilled with a fresh record when used again.
+  /// Takes the record at `index` out, shifts the following ones down; its slot is refilled with a fresh record when
+  /// used again.
   void RemoveAt(std::int32_t index);
 
   /// The capacity for `need` entries from `capacity`: 5, then steps of 50, 100,000 and 5,000,000.
@@ -60,13 +63,13 @@ class TqFileInfoList {
 
 namespace TqFile {
 
-/// Fills `list` with one record per entry of `dir`, in the system's order, with one attribute query per entry. False when an
-/// argument is null, the directory cannot be opened or memory runs out; an empty directory is true. `cutShort` (may be null)
-/// tells that reading stopped midway: the entries before it are kept and the answer is true.
+/// Fills `list` with one record per entry of `dir`, in the system's order, with one attribute query per entry. False
+/// when an argument is null, the directory cannot be opened or memory runs out; an empty directory is true. `cutShort`
+/// (may be null) tells that reading stopped midway: the entries before it are kept and the answer is true.
 bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, bool* cutShort = nullptr);
 
-/// Fills one record; a final symbolic link is described, not followed. False for a null or empty path, a missing path, or when
-/// no attribute source works; the record is reset then.
+/// Fills one record; a final symbolic link is described, not followed. False for a null or empty path, a missing path,
+/// or when no attribute source works; the record is reset then.
 bool GetInfoAboutFileOrDir(const TqString* path, TqFileInfo* info);
 bool GetInfoAboutFileOrDir(std::string_view path, TqFileInfo& info);
 
@@ -77,8 +80,8 @@ bool IsDirectory(std::string_view path);
 /// Bytes of both forks; 0 when missing.
 std::int64_t FileSize(std::string_view path);
 
-/// Takes the mounted folders that a walk must not enter out of `list`, logging each. The table of them is built on first use and
-/// kept for the process.
+/// Takes the mounted folders that a walk must not enter out of `list`, logging each. The table of them is built on
+/// first use and kept for the process.
 void RemoveMountedFoldersFromList(TqFileInfoList& list);
 /// Drops that table (tests).
 void ForgetMountedFolders();

@@ -4,10 +4,10 @@
 
 #include "base/vector.h"
 
-/// A chained hash table with C-string keys, compared whole and by case. The bucket count is fixed at construction; nodes come
-/// from an arena while it lasts. Values are 64-bit integers or pointers; when the table drops one that is not 0 it is passed to
-/// the value-release function. When the buckets cannot be allocated the table stays unusable: every operation does nothing and
-/// look-ups fail.
+/// A chained hash table with C-string keys, compared whole and by case. The bucket count is fixed at construction;
+/// nodes come from an arena while it lasts. Values are 64-bit integers or pointers; when the table drops one that is
+/// not 0 it is passed to the value-release function. When the buckets cannot be allocated the table stays unusable:
+/// every operation does nothing and look-ups fail.
 class TqHashTable {
  public:
   using ReleaseValue = void (*)(std::uint64_t value);
@@ -18,8 +18,8 @@ class TqHashTable {
   TqHashTable& operator=(const TqHashTable&) = delete;
   virtual ~TqHashTable();
 
-  /// Copies the key. On an existing key the old value is released and replaced; the node keeps its place. New nodes go to the
-  /// front of their chain. False on a null key or without memory.
+  /// Copies the key. On an existing key the old value is released and replaced; the node keeps its place. New nodes go
+  /// to the front of their chain. False on a null key or without memory.
   bool Insert(const char* key, std::uint64_t value);
   /// Keeps the caller's key pointer, which must outlive the entry. An existing key keeps its old key pointer.
   bool InsertNoCopy(const char* key, std::uint64_t value);
@@ -32,8 +32,8 @@ class TqHashTable {
   void ForEach(Visit visit, void* context) const;
   /// Appends all keys in ForEach order.
   void KeysInto(TqStringVector& keys) const;
-  /// Inserts every pair into `other` (keys copied) and leaves this table empty without releasing the moved values. Into itself:
-  /// nothing.
+  /// Inserts every pair into `other` (keys copied) and leaves this table empty without releasing the moved values. Into
+  /// itself: nothing.
   void MoveAllInto(TqHashTable& other);
   void Clear();
 

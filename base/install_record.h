@@ -4,7 +4,8 @@
 
 #include "base/string.h"
 
-/// Where the client is installed and keeps its state. All folder texts end in "/". The folders are computed once per process.
+/// Where the client is installed and keeps its state. All folder texts end in "/". The folders are computed once per
+/// process.
 namespace TqInstall {
 
 inline constexpr std::string_view kUnknownHostGuid = "999999999999999999999999";
@@ -23,10 +24,12 @@ TqString ReportsFolder();  ///< tqreports
 TqString FlagsFolder();    ///< tqflags
 TqString LogsFolder();     ///< tqlogs
 TqString UpdatesFolder();  ///< tqupdates
-/// Creates `folder` (one of the above) when it is missing and the data folder exists. False when it is not there afterwards.
+/// Creates `folder` (one of the above) when it is missing and the data folder exists. False when it is not there
+/// afterwards.
 bool CreateSubFolder(const TqString& folder);
 
-/// Creates `folder` and its missing parents, each with mode 0777 whatever the umask. True when it is a directory afterwards.
+/// Creates `folder` and its missing parents, each with mode 0777 whatever the umask. True when it is a directory
+/// afterwards.
 bool MakeFolders(std::string_view folder);
 
 /// Drops everything cached here, the host GUID included (tests).
@@ -34,8 +37,8 @@ void Forget();
 
 }  // namespace TqInstall
 
-/// Copies the cached host GUID, 24 lower-case characters, into `hguid`; read from tqinstall.xml on first use, with a logged
-/// fallback to kUnknownHostGuid. Null drops the cache, so that the next call reads the file again.
+/// Copies the cached host GUID, 24 lower-case characters, into `hguid`; read from tqinstall.xml on first use, with a
+/// logged fallback to kUnknownHostGuid. Null drops the cache, so that the next call reads the file again.
 void TqFile_Internal_Only_GetMyHostGuid(TqString* hguid);
 /// The same as an expression.
 TqString MyHostGuid();

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string_view>
 
-/// 8-bit text: a NUL-terminated byte array from the C allocator with its length and capacity. Content is bytes (UTF-8 on this
-/// system) and is never decoded. Growth is deliberately coarse (GrowthForAppend): a text of megabytes grows in steps of 10 to
-/// 100 million bytes, so the file-list buffer is reallocated only a few times in a whole scan.
+/// 8-bit text: a NUL-terminated byte array from the C allocator with its length and capacity. Content is bytes (UTF-8
+/// on this system) and is never decoded. Growth is deliberately coarse (GrowthForAppend): a text of megabytes grows in
+/// steps of 10 to 100 million bytes, so the file-list buffer is reallocated only a few times in a whole scan.
 ///
 /// A change that cannot get its memory answers false. A need above kMaxNeed leaves the content as it was; a failed
 /// reallocation empties the text. Indices are int32 and -1 stands for "not found". Letter case means A-Z only.
@@ -36,9 +36,7 @@ class TqString {
   operator std::string_view() const { return View(); }  // NOLINT: a text is a view wherever one is read
 
   /// The byte at `index`, or NUL when out of range.
-  char CharAt(std::int32_t index) const {
-    return index >= 0 && index < length_ ? buffer_[index] : '\0';
-  }
+  char CharAt(std::int32_t index) const { return index >= 0 && index < length_ ? buffer_[index] : '\0'; }
   /// Changes one byte; out of range does nothing.
   void SetCharAt(std::int32_t index, char c);
 
@@ -83,8 +81,8 @@ class TqString {
   bool EndsWithIgnoreCase(std::string_view needle) const;
   bool Equals(std::string_view text) const { return View() == text; }
   bool EqualsIgnoreCase(std::string_view text) const;
-  /// Whether two separators ("/" or "\") stand together with the second at index 2 or later (a pair at indices 0 and 1 is a
-  /// network path's beginning and allowed). Texts under three bytes never do.
+  /// Whether two separators ("/" or "\") stand together with the second at index 2 or later (a pair at indices 0 and 1
+  /// is a network path's beginning and allowed). Texts under three bytes never do.
   bool ContainsTwoConsecutiveSeparators() const;
 
   /// The bytes from `start` on, at most `count`; both are cut to what exists.
@@ -110,12 +108,15 @@ class TqString {
 int CompareBytes(std::string_view a, std::string_view b);
 /// The same with A-Z folded to a-z; other bytes never match another case.
 int CompareBytesIgnoreCase(std::string_view a, std::string_view b);
-/// The null rules of the C-string form: both null are equal; a null sorts before a non-empty text and equals an empty one.
+/// The null rules of the C-string form: both null are equal; a null sorts before a non-empty text and equals an empty
+/// one.
 int CompareCStrings(const char* a, const char* b);
 int CompareCStringsIgnoreCase(const char* a, const char* b);
 
 /// One byte with A-Z folded to a-z; never the process locale.
-constexpr char LowerChar(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+constexpr char LowerChar(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 bool StartsWithIgnoreCase(std::string_view text, std::string_view prefix);
 bool EndsWithIgnoreCase(std::string_view text, std::string_view suffix);
@@ -135,8 +136,7 @@ void AppendPiece(TqString& out, char piece);
 void AppendPiece(TqString& out, std::int64_t piece);
 void AppendPiece(TqString& out, std::uint64_t piece);
 template <std::integral T>
-  requires(!std::same_as<T, char> && !std::same_as<T, bool>)
-void AppendInteger(TqString& out, T piece) {
+requires(!std::same_as<T, char> && !std::same_as<T, bool>) void AppendInteger(TqString& out, T piece) {
   if constexpr (std::is_signed_v<T>) {
     AppendPiece(out, static_cast<std::int64_t>(piece));
   } else {
@@ -157,8 +157,8 @@ void AppendAny(TqString& out, const T& piece) {
 }
 }  // namespace tq_internal
 
-/// Joins texts, characters, decimal integers and booleans ("true"/"false") into one text: the way messages, file contents and
-/// paths are built.
+/// Joins texts, characters, decimal integers and booleans ("true"/"false") into one text: the way messages, file
+/// contents and paths are built.
 template <typename... Pieces>
 TqString Joined(const Pieces&... pieces) {
   TqString out;

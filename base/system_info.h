@@ -14,11 +14,12 @@ namespace TqSystem {
 inline constexpr int kPlatformMac = 2;
 int PlatformCode();
 
-/// "MacOsX-" + product version, or "Macintosh_UNKNOWN_A" (file missing, no regular file, empty or too large), "..._B" (not a
-/// property list), "..._C" (no, empty or non-text ProductVersion). Computed once per process, also when it failed; logs nothing.
+/// "MacOsX-" + product version, or "Macintosh_UNKNOWN_A" (file missing, no regular file, empty or too large), "..._B"
+/// (not a property list), "..._C" (no, empty or non-text ProductVersion). Computed once per process, also when it
+/// failed; logs nothing.
 const TqString& OsDetailText();
-/// Whether the system's version is at least `dottedVersion` ("10.9"), numerically; an unknown text answers true, so that
-/// nothing is ever written through a link because the version could not be told.
+/// Whether the system's version is at least `dottedVersion` ("10.9"), numerically; an unknown text answers true, so
+/// that nothing is ever written through a link because the version could not be told.
 bool OsVersionIsAtLeast(std::string_view dottedVersion);
 /// Drops the cached text (tests).
 void ForgetOsDetailText();
@@ -40,7 +41,8 @@ std::int64_t HardwareMemoryBytes();
 /// bytes / 1,048,576, truncated.
 std::int64_t Megabytes(std::int64_t bytes);
 
-/// A whole number grouped with "," plus " " and the unit. Modes: 1 automatic, 2 "Bytes", 3 "KB", 5 "GB", any other "MB".
+/// A whole number grouped with "," plus " " and the unit. Modes: 1 automatic, 2 "Bytes", 3 "KB", 5 "GB", any other
+/// "MB".
 TqString HumanReadableSize(std::int64_t bytes, int unitMode);
 
 /// Lower-cased, cut at its first "."; "unknown" when it cannot be read.

@@ -19,8 +19,8 @@ class TqUtf16String {
   void Clear();
   bool Append(const char16_t* units, std::int32_t count);
 
-  /// Replaces the content by the strict UTF-16 form of `utf8`. An invalid sequence: every source byte (at most 2,000,000)
-  /// becomes one unit, the result is kept, `error` (may be null) gets the text and the answer is false.
+  /// Replaces the content by the strict UTF-16 form of `utf8`. An invalid sequence: every source byte (at most
+  /// 2,000,000) becomes one unit, the result is kept, `error` (may be null) gets the text and the answer is false.
   bool ConvertUtf8TqStringToUtf16(const TqString* utf8, TqString* error);
   /// The reverse; a lone surrogate fails and leaves `utf8` empty.
   bool ConvertUtf16TqStringToUtf8(TqString* utf8, TqString* error) const;
@@ -35,7 +35,8 @@ class TqUtf16String {
 
 /// Two lower-case digits a byte.
 TqString HexEncode(std::string_view bytes);
-/// Both letter cases. False with an empty output on an empty text, an odd length, a non-hex digit or a NUL byte in the result.
+/// Both letter cases. False with an empty output on an empty text, an odd length, a non-hex digit or a NUL byte in the
+/// result.
 bool HexDecode(std::string_view hex, TqString& bytes);
 
 /// Standard alphabet with "=" padding.

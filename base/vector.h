@@ -5,8 +5,8 @@
 
 #include "base/string.h"
 
-/// A growable array of pointers. Elements that the vector removes or frees are passed to `release` (may be null: they are only
-/// borrowed). Out-of-range indices answer null or do nothing.
+/// A growable array of pointers. Elements that the vector removes or frees are passed to `release` (may be null: they
+/// are only borrowed). Out-of-range indices answer null or do nothing.
 class TqVector {
  public:
   using Release = void (*)(void* item);
@@ -69,8 +69,8 @@ class TqStringVector {
   /// Index of the first equal text, or -1.
   std::int32_t Find(std::string_view text) const;
   std::int32_t FindIgnoreCase(std::string_view text) const;
-  /// Replaces the content by the pieces of `text` between separators; empty pieces (after trimming when asked) are dropped. No
-  /// separator gives one element, an empty text none.
+  /// Replaces the content by the pieces of `text` between separators; empty pieces (after trimming when asked) are
+  /// dropped. No separator gives one element, an empty text none.
   bool Split(std::string_view text, char separator, bool trimPieces);
 
   TqString* const* begin() const { return items_; }

@@ -45,8 +45,8 @@ struct StatFacts {
 class EntryVisitor {
  public:
   virtual ~EntryVisitor() = default;
-  /// `name` is valid during the call and NUL-terminated. `queryErrno` is the attribute query's errno; `attributes` counts
-  /// only when it is 0. Returning false ends the listing early (which is no error).
+  /// `name` is valid during the call and NUL-terminated. `queryErrno` is the attribute query's errno; `attributes`
+  /// counts only when it is 0. Returning false ends the listing early (which is no error).
   virtual bool OnEntry(std::string_view name, int queryErrno, const EntryAttributes& attributes) = 0;
 };
 
@@ -71,8 +71,8 @@ struct FileFacts {
   std::uint32_t linkCount = 1;
 };
 
-/// Identity of the file system that a path lies on right now. Device numbers are reused at once by the next mount, so the
-/// mount's own id belongs to it.
+/// Identity of the file system that a path lies on right now. Device numbers are reused at once by the next mount, so
+/// the mount's own id belongs to it.
 struct MountIdentity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
@@ -80,11 +80,19 @@ struct MountIdentity {
   bool operator==(const MountIdentity&) const = default;
 };
 
+/// Owner and permission bits of what a path reaches through links.
+struct AccessFacts {
+  unsigned userId = 0;
+  unsigned groupId = 0;
+  unsigned mode = 0;  ///< permission bits (07777)
+};
+
 class Files {
  public:
   virtual ~Files() = default;
 
-  /// Lists `path`, asking one attribute query per entry relative to the open directory. The directory is closed on return.
+  /// Lists `path`, asking one attribute query per entry relative to the open directory. The directory is closed on
+  /// return.
   virtual ListResult ListDirectory(const char* path, EntryVisitor& visitor) = 0;
 
   /// The same query for one path. ENOENT when nothing has that name.
@@ -97,10 +105,13 @@ class Files {
   virtual int QueryBackupExclusion(const char* path, bool& excluded) = 0;
   /// `stat`: links are followed.
   virtual int StatThroughLinks(const char* path, FileFacts& facts) = 0;
+  /// Owner, group and permission bits (links followed).
+  virtual int QueryAccess(const char* path, AccessFacts& facts) = 0;
   /// Device, inode and mount of `path` (links followed).
   virtual int QueryMountIdentity(const char* path, MountIdentity& identity) = 0;
 
-  /// Opens with close-on-exec. A file that is created gets `mode` less the process's umask. The caller closes `descriptor`.
+  /// Opens with close-on-exec. A file that is created gets `mode` less the process's umask. The caller closes
+  /// `descriptor`.
   virtual int Open(const char* path, OpenMode openMode, unsigned mode, int& descriptor) = 0;
   virtual void Close(int descriptor) = 0;
   /// One `read`, repeated on EINTR. `got` 0 with result 0 is the end of the file.

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/volumes.h"
 
@@ -16,7 +17,7 @@ enum class HardwareAddressStatus : std::uint8_t {
 };
 
 struct MemoryFigures {
-  std::uint64_t virtualBytes = 0;   ///< 0 when unknown, as the others
+  std::uint64_t virtualBytes = 0;  ///< 0 when unknown, as the others
   std::uint64_t residentBytes = 0;
 };
 
@@ -24,6 +25,14 @@ struct ChildStatus {
   bool ended = false;
   int pid = 0;     ///< what the poll returned: 0 while the child runs, its process id once it ended, -1 on error
   int status = 0;  ///< raw wait status
+};
+
+/// An account of the system's user database.
+struct LoginFacts {
+  std::string name;
+  unsigned userId = 0;
+  std::vector<unsigned> groupIds;       ///< every group it belongs to
+  std::vector<std::string> groupNames;  ///< parallel; empty texts for groups without a name
 };
 
 class Machine {
@@ -42,11 +51,16 @@ class Machine {
   /// Ends the process with `status` after flushing standard output. A test's platform may throw instead.
   [[noreturn]] virtual void Exit(int status) = 0;
 
+  /// The account with that name; false when the system knows none.
+  virtual bool FindLogin(const std::string& name, LoginFacts& login) = 0;
+  /// The account of the effective user id; false when it has none.
+  virtual bool CurrentLogin(LoginFacts& login) = 0;
+
   virtual MemoryFigures ProcessMemory() = 0;
   /// Physical memory in bytes; 0 when unknown.
   virtual std::uint64_t HardwareMemoryBytes() = 0;
-  /// The kernel's machine name ("arm64", "x86_64", ...), already in the words that the architecture table knows; empty when
-  /// it cannot be read.
+  /// The kernel's machine name ("arm64", "x86_64", ...), already in the words that the architecture table knows; empty
+  /// when it cannot be read.
   virtual std::string MachineName() = 0;
   /// Whether the process runs under instruction translation.
   virtual bool IsTranslatedProcess() = 0;
@@ -59,11 +73,12 @@ class Machine {
   /// Uniform in 0 ... bound-1; bound at least 1.
   virtual std::uint32_t RandomBelow(std::uint32_t bound) = 0;
 
-  /// `ProductVersion` of the system version property list at `path`; `version` is empty when the key is missing, empty or no
-  /// text.
+  /// `ProductVersion` of the system version property list at `path`; `version` is empty when the key is missing, empty
+  /// or no text.
   virtual PropertyListStatus ReadProductVersion(const char* path, std::string& version) = 0;
 
-  /// Runs `line` with the system shell and waits. The result is `system`'s, -1 for a failed start (`error` gets the errno).
+  /// Runs `line` with the system shell and waits. The result is `system`'s, -1 for a failed start (`error` gets the
+  /// errno).
   virtual int RunShellAndWait(const char* line, int& error) = 0;
   /// Starts "/bin/sh -c line" in a process group of its own. The result is the child's id, or -1 with `error` set.
   virtual int StartShell(const char* line, int& error) = 0;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Reader for XML property lists (text in, plain values out). Only what the program needs of them: dictionaries, arrays and
-// texts; values of other types are kept as kOther. Binary lists are not read.
+// Reader for XML property lists (text in, plain values out). Only what the program needs of them: dictionaries, arrays
+// and texts; values of other types are kept as kOther. Binary lists are not read.
 
 #include <memory>
 #include <string>
@@ -22,8 +22,8 @@ struct PropertyValue {
   const PropertyValue* Find(std::string_view key) const;
 };
 
-/// Parses one property list. False when the text is not a well-formed XML property list; nesting beyond 64 levels counts as
-/// malformed. `value` is unspecified on failure.
+/// Parses one property list. False when the text is not a well-formed XML property list; nesting beyond 64 levels
+/// counts as malformed. `value` is unspecified on failure.
 bool ParsePropertyList(std::string_view text, PropertyValue& value);
 
 }  // namespace platform

@@ -1,7 +1,8 @@
 #pragma once
 
 // What the program asks about volumes: the mounted ones, one volume's figures, the media behind it, the mount table.
-// Facts only; which volume counts and what type it has is decided by the callers. Results are errno values, 0 for success.
+// Facts only; which volume counts and what type it has is decided by the callers. Results are errno values, 0 for
+// success.
 
 #include <array>
 #include <cstdint>
@@ -61,10 +62,10 @@ struct MountTableRow {
 /// How reading a property list ended.
 enum class PropertyListStatus : std::uint8_t {
   kOk,
-  kMissing,          ///< no such file
-  kUnreadable,       ///< the file is there but cannot be opened or read, is empty, no regular file or too large
-  kInvalid,          ///< not a property list
-  kWrongType,        ///< a property list whose outermost value is not a dictionary
+  kMissing,     ///< no such file
+  kUnreadable,  ///< the file is there but cannot be opened or read, is empty, no regular file or too large
+  kInvalid,     ///< not a property list
+  kWrongType,   ///< a property list whose outermost value is not a dictionary
 };
 
 /// One value found under a destination's list of volume UUIDs.
@@ -79,14 +80,16 @@ class Volumes {
 
   /// The mounted volumes, "/" first, in the system's order.
   virtual int ListMountedVolumes(std::vector<MountedVolume>& volumes) = 0;
-  /// Figures of the volume mounted at `mountPoint` (a trailing "/" is allowed). EINVAL when `mountPoint` is not itself a
-  /// mounted directory, ENOENT when it is missing; "/" always answers.
+  /// Figures of the volume mounted at `mountPoint` (a trailing "/" is allowed). EINVAL when `mountPoint` is not itself
+  /// a mounted directory, ENOENT when it is missing; "/" always answers.
   virtual int QueryVolume(const char* mountPoint, VolumeAttributes& attributes) = 0;
   /// The media objects behind a device name given by QueryVolume, nearest first; empty when there are none.
   virtual MediaWalk WalkMedia(const char* mountPoint, const std::string& deviceName) = 0;
-  /// Mount points that a walk must not enter, by type: network shares the system shows as "smbfs" and pseudo file systems.
+  /// Mount points that a walk must not enter, by type: network shares the system shows as "smbfs" and pseudo file
+  /// systems.
   virtual int ReadSkippedMounts(std::vector<MountTableRow>& rows) = 0;
-  /// The values below "DestinationUUIDs" of every dictionary of the array "Destinations" in the property list at `path`.
+  /// The values below "DestinationUUIDs" of every dictionary of the array "Destinations" in the property list at
+  /// `path`.
   virtual PropertyListStatus ReadBackupDestinations(const char* path, std::vector<DestinationValue>& values) = 0;
 };
 

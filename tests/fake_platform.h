@@ -1,10 +1,11 @@
 #pragma once
 
-// An in-memory platform for unit tests: a deterministic file system (entries are listed in the order of their creation), a clock
-// that only sleep moves, volumes, and switches for everything that differs between systems or can go wrong. Constructing one puts
-// it in force; destroying it puts the former one back.
+// An in-memory platform for unit tests: a deterministic file system (entries are listed in the order of their
+// creation), a clock that only sleep moves, volumes, and switches for everything that differs between systems or can go
+// wrong. Constructing one puts it in force; destroying it puts the former one back.
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -26,20 +27,22 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   /// One entry. Tests change the fields directly.
   struct Node {
     platform::EntryKind kind = platform::EntryKind::kRegular;
-    std::string content;                     ///< regular: the bytes; symbolic link: its target
-    std::optional<std::int64_t> fakeSize;    ///< the size told instead of the content's (big and sparse files)
+    std::string content;                   ///< regular: the bytes; symbolic link: its target
+    std::optional<std::int64_t> fakeSize;  ///< the size told instead of the content's (big and sparse files)
     std::int64_t rsrcSize = 0;
     std::int64_t modTimeSec = 0;
-    std::int64_t createTimeSec = 0;          ///< 0: not reported
+    std::int64_t createTimeSec = 0;  ///< 0: not reported
     std::uint16_t finderFlags = 0;
     std::uint32_t linkCount = 1;
     unsigned mode = 0644;
+    unsigned userId = 501;
+    unsigned groupId = 20;
     bool backupExcluded = false;
-    int queryErrno = 0;                      ///< answers of the single queries about this entry
+    int queryErrno = 0;  ///< answers of the single queries about this entry
     int statErrno = 0;
     int finderErrno = 0;
-    int openErrno = 0;                       ///< opening the file, or listing the directory
-    int readErrno = 0;                       ///< after readErrnoAfter bytes (files) or entries (directories)
+    int openErrno = 0;  ///< opening the file, or listing the directory
+    int readErrno = 0;  ///< after readErrnoAfter bytes (files) or entries (directories)
     std::int64_t readErrnoAfter = 0;
     std::uint64_t inode = 0;
     std::vector<std::pair<std::string, std::shared_ptr<Node>>> children;  ///< directories, in creation order
@@ -79,18 +82,18 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   FakeVolume& AddVolume(std::string_view path, std::uint64_t totalBytes = 1'000'000'000);
   /// Unmounts: its entries vanish, an empty folder stays behind when `leaveFolder`.
   void Unmount(std::string_view path, bool leaveFolder = true);
-  std::vector<FakeVolume> volumes;
+  std::deque<FakeVolume> volumes;  ///< a deque: references that AddVolume gave stay valid
   std::vector<platform::MountTableRow> skippedMounts;
   int listVolumesErrno = 0;
 
   // --- clock, sleep, faults ---
   std::int64_t nowMillis = 1'700'000'000'000;  ///< 2023-11-14 22:13:20 GMT
   std::int64_t localOffsetSeconds = 0;
-  std::vector<std::int64_t> sleepsMicros;      ///< every sleep so far
+  std::vector<std::int64_t> sleepsMicros;            ///< every sleep so far
   std::function<void(std::int64_t micros)> onSleep;  ///< called after the clock moved
   /// Asked before every operation; a result other than 0 is its errno. Operations: "list", "query", "lstat", "finder",
-  /// "exclusion", "stat", "mountid", "open", "read", "write", "lock", "rename", "unlink", "mkdir", "chmod", "temp", "volume".
-  /// For "rename" the path is "<from>\n<to>"; for "read" and "write" the file's.
+  /// "exclusion", "stat", "mountid", "open", "read", "write", "lock", "rename", "unlink", "mkdir", "chmod", "temp",
+  /// "volume". For "rename" the path is "<from>\n<to>"; for "read" and "write" the file's.
   std::function<int(std::string_view operation, std::string_view path)> fault;
   /// Bytes that may still be written in all; a write beyond is cut short with ENOSPC. Negative: no limit.
   std::int64_t diskBytesLeft = -1;
@@ -100,6 +103,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   // --- the machine ---
   int pid = 12345;
   unsigned euid = 501;
+  std::vector<platform::LoginFacts> logins{{"bob", 501, {20, 80}, {"staff", "admin"}}};
   platform::MemoryFigures memory{1'048'576'000, 104'857'600};
   std::uint64_t hardwareMemory = 17'179'869'184;
   std::string machineName = "arm64";
@@ -108,7 +112,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::optional<std::string> hostName = "TestHost.local";
   platform::HardwareAddressStatus hardwareAddressStatus = platform::HardwareAddressStatus::kFound;
   std::string hardwareAddress = "a1-b2-c3-d4-e5-f6";
-  std::vector<std::uint32_t> randoms;  ///< handed out in turn (modulo the bound), then a counter from 0
+  std::vector<std::uint32_t> randoms;   ///< handed out in turn (modulo the bound), then a counter from 0
   std::vector<std::string> shellLines;  ///< every line run
   /// Runs a shell line of the fake: gets the line, may write files, gives the raw wait status.
   std::function<int(const std::string& line)> shell;
@@ -123,6 +127,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   int QueryFinderFlags(const char* path, std::uint16_t& finderFlags) override;
   int QueryBackupExclusion(const char* path, bool& excluded) override;
   int StatThroughLinks(const char* path, platform::FileFacts& facts) override;
+  int QueryAccess(const char* path, platform::AccessFacts& facts) override;
   int QueryMountIdentity(const char* path, platform::MountIdentity& identity) override;
   int Open(const char* path, platform::OpenMode openMode, unsigned mode, int& descriptor) override;
   void Close(int descriptor) override;
@@ -154,6 +159,8 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::int64_t LocalOffsetSeconds(std::int64_t) override { return localOffsetSeconds; }
   int ProcessId() override { return pid; }
   unsigned EffectiveUserId() override { return euid; }
+  bool FindLogin(const std::string& name, platform::LoginFacts& login) override;
+  bool CurrentLogin(platform::LoginFacts& login) override;
   [[noreturn]] void Exit(int status) override { throw ExitCalled{status}; }
   platform::MemoryFigures ProcessMemory() override { return memory; }
   std::uint64_t HardwareMemoryBytes() override { return hardwareMemory; }

@@ -13,8 +13,9 @@
 #include "base/system_info.h"
 #include "tests/fake_platform.h"
 
-/// A fake Mac with the client installed: "/Library/Kestrune.tqpkg/tqinstall.xml" names data folder kData and host GUID kHostGuid,
-/// the system is 10.15.7, the log is open. Every test starts from fresh process-wide state of the base layer.
+/// A fake Mac with the client installed: "/Library/Kestrune.tqpkg/tqinstall.xml" names data folder kData and host GUID
+/// kHostGuid, the system is 10.15.7, the log is open. Every test starts from fresh process-wide state of the base
+/// layer.
 class PlatformTest : public ::testing::Test {
  protected:
   static constexpr const char* kData = "/Library/Kestrune.tqpkg/tqdata/";
@@ -23,10 +24,11 @@ class PlatformTest : public ::testing::Test {
   PlatformTest() {
     ForgetBaseState();
     fake.MakeFolders(kData);
-    fake.WriteFile("/Library/Kestrune.tqpkg/tqinstall.xml",
-                   std::string("<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<contents>\n<datadir>/Library/Kestrune.tqpkg/tqdata"
-                               "</datadir>\n<hguid>") +
-                       kHostGuid + "</hguid>\n</contents>\n");
+    fake.WriteFile(
+        "/Library/Kestrune.tqpkg/tqinstall.xml",
+        std::string("<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<contents>\n<datadir>/Library/Kestrune.tqpkg/tqdata"
+                    "</datadir>\n<hguid>") +
+            kHostGuid + "</hguid>\n</contents>\n");
     SetProductVersion("10.15.7");
     TqLog::OpenLog(Data("tqlogs/tqfilelist"), TqInstall::DataFolder());
   }
@@ -42,7 +44,8 @@ class PlatformTest : public ::testing::Test {
   void SetProductVersion(std::string_view version) {
     TqSystem::ForgetOsDetailText();
     fake.WriteFile("/System/Library/CoreServices/SystemVersion.plist",
-                   "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n<key>ProductVersion</key>\n<string>" +
+                   "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist "
+                   "version=\"1.0\">\n<dict>\n<key>ProductVersion</key>\n<string>" +
                        std::string(version) + "</string>\n</dict>\n</plist>\n");
   }
   /// A path in the data folder.

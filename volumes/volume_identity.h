@@ -1,7 +1,8 @@
 #pragma once
 
-// A volume's identity: the vguid in ".tqvol/tqvol_id.xml" at its root, together with the host GUID that assigned it. The system
-// volume's identity lives in <data>/tqvol_system_volume/. A ".tqvol" that is a symbolic link counts as missing for every reader.
+// A volume's identity: the vguid in ".tqvol/tqvol_id.xml" at its root, together with the host GUID that assigned it.
+// The system volume's identity lives in <data>/tqvol_system_volume/. A ".tqvol" that is a symbolic link counts as
+// missing for every reader.
 
 #include <string_view>
 
@@ -14,19 +15,21 @@ namespace TqFile {
 TqString IdentityFolder(std::string_view mountPoint);
 inline constexpr std::string_view kIdentityFileName = "tqvol_id.xml";
 
-/// Creates the identity folder and writes tqvol_id.xml and README.txt. On failure `error` (may be null) receives a short code and
-/// an existing identity file is in place again.
+/// Creates the identity folder and writes tqvol_id.xml and README.txt. On failure `error` (may be null) receives a
+/// short code and an existing identity file is in place again.
 bool WriteVolumeGuidIntoDotTqVolDirOnVolume(const char* mountPoint, const char* vguid, const char* associatedHguid,
                                             TqString* error);
 
 /// The system volume's identity file rebuilt from tqinfo.xml; false (logged) when it cannot be.
 bool GetSimulatedRootVolumeContents_tqvol_id_xml(TqString& contents);
 
-/// Makes sure that <data>/tqvol_system_volume/tqvol_id.xml exists; logs each step, nothing when it does. Creates the data folder.
+/// Makes sure that <data>/tqvol_system_volume/tqvol_id.xml exists; logs each step, nothing when it does. Creates the
+/// data folder.
 void CloneTqVolFolderOfSystemVolumeIntoDataDir_IfNeeded();
 
-/// Fills vguid and associatedHguid of `volume` (its mountPointPath is set) from its identity file, repairing the system volume's
-/// host GUID when it is another than this host's. A missing or bad file leaves what was valid; the reason is logged.
+/// Fills vguid and associatedHguid of `volume` (its mountPointPath is set) from its identity file, repairing the system
+/// volume's host GUID when it is another than this host's. A missing or bad file leaves what was valid; the reason is
+/// logged.
 void ReadVolumeIdentity(TqVolumeInfo& volume);
 
 }  // namespace TqFile

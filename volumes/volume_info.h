@@ -7,7 +7,8 @@
 #include "base/string.h"
 #include "base/vector.h"
 
-/// One volume: mount point, sizes, capabilities, type, identity and urgency. A new or reset record has the values given here.
+/// One volume: mount point, sizes, capabilities, type, identity and urgency. A new or reset record has the values given
+/// here.
 class TqVolumeInfo {
  public:
   TqVolumeInfo() = default;
@@ -15,8 +16,8 @@ class TqVolumeInfo {
   TqVolumeInfo& operator=(const TqVolumeInfo&) = delete;
   virtual ~TqVolumeInfo() = default;
 
-  std::uint64_t numBytesFreeOnVolume = 0;   ///< available to an ordinary user
-  std::uint64_t numBytesUsedOnVolume = 0;   ///< size less the bytes free for all users
+  std::uint64_t numBytesFreeOnVolume = 0;  ///< available to an ordinary user
+  std::uint64_t numBytesUsedOnVolume = 0;  ///< size less the bytes free for all users
   std::uint64_t numBytesTotalOnVolume = 0;
   std::int64_t lastTimeVolumeWasSeenAttachedGmtMillis = 0;
   bool volumeIsCurrentlyConnected = false;  ///< the attached-volume query filled the record
@@ -44,14 +45,15 @@ class TqVolumeInfo {
   void ToJson(TqString& json) const;
 
   bool IsType(std::string_view type) const { return type == volumeType; }
-  void SetType(std::string_view type);  ///< cut to 2 characters
-  void SetVguid(std::string_view text);  ///< kept only at exactly 28 characters, else emptied
+  void SetType(std::string_view type);             ///< cut to 2 characters
+  void SetVguid(std::string_view text);            ///< kept only at exactly 28 characters, else emptied
   void SetAssociatedHguid(std::string_view text);  ///< kept only at exactly 24 characters, else emptied
   /// Upper-case 8-4-4-4-12; empty for an all-zero UUID.
   TqString UuidText() const;
 };
 
-/// Owning array of volume records; every slot below the capacity holds a constructed record that adding hands out again.
+/// Owning array of volume records; every slot below the capacity holds a constructed record that adding hands out
+/// again.
 class TqVolumeInfoList {
  public:
   TqVolumeInfoList() = default;
@@ -93,16 +95,16 @@ inline constexpr std::int32_t kListNameLength = 46;
 
 namespace TqFile {
 
-/// The mount point a path lies on: "/Volumes/" (any case) plus the next component plus "/", else "/". Always ends in "/". The mount
-/// point of exactly "/Volumes/" is "/".
+/// The mount point a path lies on: "/Volumes/" (any case) plus the next component plus "/", else "/". Always ends in
+/// "/". The mount point of exactly "/Volumes/" is "/".
 TqString GetVolumePathOfDir(std::string_view path);
 /// "/" alone.
 bool IsSystemVolume(std::string_view path);
 /// `path` with a "/" at its end.
 TqString WithTrailingSlash(std::string_view path);
 
-/// The four characters that name a volume in its list's file name, from any directory on it: "root" for "/", else the mount point's
-/// last component, folded and padded. Bytes of a name that is no valid UTF-8 once cut become "_".
+/// The four characters that name a volume in its list's file name, from any directory on it: "root" for "/", else the
+/// mount point's last component, folded and padded. Bytes of a name that is no valid UTF-8 once cut become "_".
 TqString ListNameTag(std::string_view directory);
 /// <data>/tqfilelists/<vguid>_<tag>_filelist.dat
 TqString PerVolumeListPath(std::string_view vguid, std::string_view directory);

@@ -6,14 +6,14 @@
 
 namespace TqFile {
 
-/// Fills `volume` for the volume whose mount point is given; `path` is normalised in place (ends in "/"), so callers pass a copy of
-/// one they still need. False (logged): null arguments, a path that does not begin with "/", a volume that does not answer;
-/// mountPointPath is then empty. A path beginning with "/net" or "/home", or equal to "/volumes", succeeds with type "un" and
-/// nothing else filled.
+/// Fills `volume` for the volume whose mount point is given; `path` is normalised in place (ends in "/"), so callers
+/// pass a copy of one they still need. False (logged): null arguments, a path that does not begin with "/", a volume
+/// that does not answer; mountPointPath is then empty. A path beginning with "/net" or "/home", or equal to "/volumes",
+/// succeeds with type "un" and nothing else filled.
 bool GetInfoAboutAttachedVolume(TqString* path, TqVolumeInfo* volume);
 
-/// The volume UUIDs of the backup tool's destinations, upper-case. A missing preferences file is true and empty; an unreadable or
-/// unparsable one false and empty.
+/// The volume UUIDs of the backup tool's destinations, upper-case. A missing preferences file is true and empty; an
+/// unreadable or unparsable one false and empty.
 bool GetBackupVolumeUuids(TqStringVector& uuids);
 
 }  // namespace TqFile

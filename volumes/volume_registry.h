@@ -11,10 +11,11 @@ namespace TqUiUtil {
 
 TqString TqVolumesXmlPath();  ///< <data>/tqvolumes.xml
 
-/// Nine tries. False (logged) when the file is missing, unreadable or cut off; the list is empty then. A missing short id is "000".
+/// Nine tries. False (logged) when the file is missing, unreadable or cut off; the list is empty then. A missing short
+/// id is "000".
 bool TqVolumesXml_ReadTqVolumesXmlFile(TqString& shortId, TqVolumeInfoList& list);
-/// The short id written is the largest, by text, of `shortId` and those in the list's vguids. `staging` adds the mark of a file
-/// written before the first settings exist.
+/// The short id written is the largest, by text, of `shortId` and those in the list's vguids. `staging` adds the mark
+/// of a file written before the first settings exist.
 bool TqVolumesXml_WriteTqVolumesXmlFile(std::string_view shortId, const TqVolumeInfoList& list, bool staging = false);
 
 /// A new vguid: short id behind the registry's highest, time and hardware address interleaved.

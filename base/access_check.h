@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string_view>
+
+#include "base/string.h"
+
+namespace TqSystem {
+
+/// Whether the process can open `path` for reading: "open_succeeded" or "errno=<n> (<text>)" goes to `detail`.
+bool CurrentLoginCanRead(std::string_view path, TqString& detail);
+/// Whether the login named could read `path` by the mode bits of every component: "mode_bits_allow",
+/// "mode_bits_deny_at=<path>" or "unknown_login".
+bool LoginCanRead(std::string_view login, std::string_view path, TqString& detail);
+
+}  // namespace TqSystem

@@ -1,0 +1,61 @@
+#pragma once
+
+// Where list lines go: the large buffer in front of a `.future` list, and what is known against a list - an append that
+// failed, or a volume that was not the same throughout - so that a list that is not whole is never swapped in.
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "base/string.h"
+#include "base/vector.h"
+#include "platform/files.h"
+
+class TqListOutput {
+ public:
+  static constexpr std::int64_t kReservedBytes = 41'943'040;
+  static constexpr std::int32_t kFlushAbove = 20'971'520;
+  static constexpr std::int64_t kLargeFileBytes = 524'288'000;
+
+  explicit TqListOutput(bool bufferingOff) : bufferingOff_(bufferingOff) {}
+
+  /// Reserves (without touching) the buffer's memory.
+  void ReserveBuffer() { buffer_.Reserve(kReservedBytes); }
+  TqString& Buffer() { return buffer_; }
+
+  /// Appends the buffer to `listPath` and empties it, keeping its capacity. A failed append is noted against the list
+  /// and logged once per list.
+  void FlushListBuffer(std::string_view listPath);
+  /// After each line or header: flushes at once when buffering is off.
+  void FlushIfUnbuffered(std::string_view listPath) {
+    if (bufferingOff_ && buffer_.Length() > 1) FlushListBuffer(listPath);
+  }
+  /// After a directory's file pass: flushes a buffer above kFlushAbove, and any when buffering is off.
+  void FlushIfLarge(std::string_view listPath);
+  /// Appends `text` directly (start line); a failure counts as above.
+  void AppendDirectly(std::string_view listPath, std::string_view text);
+  /// Whether every append to `listPath` (a `.future` path) succeeded.
+  bool IsWhole(std::string_view listPath) const { return brokenLists_.Find(listPath) < 0; }
+
+  /// Notes device, inode and mount of a volume path when its first entry is walked; later calls for the same path do
+  /// nothing.
+  void NoteMount(std::string_view volumePath);
+  /// Looks at the volume again (after a failed or cut-short listing inside it); a difference marks it interrupted for
+  /// good.
+  void RecheckMount(std::string_view volumePath);
+  bool IsInterrupted(std::string_view volumePath) const;
+
+ private:
+  struct NotedMount {
+    TqString volumePath;
+    bool isKnown = false;
+    platform::MountIdentity identity;
+    bool interrupted = false;
+  };
+  void NoteBroken(std::string_view listPath);
+
+  bool bufferingOff_;
+  TqString buffer_;
+  TqStringVector brokenLists_;
+  std::vector<NotedMount> mounts_;
+};
