@@ -1,3 +1,5 @@
+// The directory filters and file sets of the settings file.
+
 #include <algorithm>
 #include <utility>
 
@@ -7,8 +9,6 @@
 #include "base/system_info.h"
 #include "base/xml_snippets.h"
 #include "selection/settings.h"
-
-// The directory filters and file sets of the settings file.
 
 namespace TqInfoManager {
 namespace {
