@@ -74,7 +74,7 @@ bool IsJunctionFolder(const TqString& dir) {
 
 /// Lists `dir`. After a listing that failed or was cut short the volume is looked at again: when it is no longer the
 /// same, its unfinished list must never replace the good one.
-bool List(TqWalk& walk, const TqString& dir, TqFileInfoList& listing) {
+bool ListDir(TqWalk& walk, const TqString& dir, TqFileInfoList& listing) {
   bool cutShort = false;
   const bool listed = TqFile::GetListOfFileInfosInDir(&dir, &listing, &cutShort);
   if (!listed || cutShort) walk.output.RecheckMount(walk.volumePath);
@@ -89,12 +89,12 @@ struct WalkedListing {
 
 /// Lists a directory under the path it is walked by or else, when that holds stand-ins, with the backslashes restored.
 WalkedListing ListWalked(TqWalk& walk, const TqString& dir, TqFileInfoList& listing) {
-  if (List(walk, dir, listing)) return {true, {}};
+  if (ListDir(walk, dir, listing)) return {true, {}};
   if (!dir.Contains(kBackslashStandIn)) return {false, {}};
   TqString restored = dir;
   restored.ReplaceAll(kBackslashStandIn, "\\");
   // A listing call drops a separator at the end, and a backslash counts as one: only a "/" behind it saves it.
-  const bool listed = List(walk, restored.EndsWith("\\") ? Joined(restored, '/') : restored, listing);
+  const bool listed = ListDir(walk, restored.EndsWith("\\") ? Joined(restored, '/') : restored, listing);
   return {listed, std::move(restored)};
 }
 
@@ -161,7 +161,8 @@ void AppendBlockHeader(TqWalk& walk, const TqString& dir, const TqFileInfoList& 
   TqString shown = dir;
   SpellOutLineBreaks(shown);
   shown.ReplaceAll("\\", kBackslashStandIn);
-  AppendAll(walk.output.Buffer(), "#\n# Dir: ", shown, "\n# Files: ", numFiles, '\n');
+  const TqString header = Joined("#\n# Dir: ", shown, "\n# Files: ", numFiles, '\n');
+  if (!walk.output.Buffer().Append(header)) walk.output.NoteBroken(walk.listFilePath);
   walk.output.FlushIfUnbuffered(walk.listFilePath);
 }
 
@@ -177,7 +178,7 @@ bool IsPeriodAnomaly(const TqString& path) {
     Log("WARNING: skipping single or double-period Mac anomalie file: ", path, "|end_anomalie");
     return true;
   }
-  if (path.ContainsIgnoreCase("././.")) {
+  if (path.Contains("././.")) {
     Log("WARNING: skipping ././. anomalie file: ", path, "|end_anomalie");
     return true;
   }
@@ -235,7 +236,7 @@ void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
     AppendFileLine(walk, file);
 
     // e. The rules' answer.
-    bool wanted = TqInfoManager::UserWantsThisFileBackedUpEx(&file.path, file.TotalSize(), walk.run.maxFileSizeBytes,
+    bool wanted = TqInfoManager::UserWantsThisFileBackedUpEx(file.path, file.TotalSize(), walk.run.maxFileSizeBytes,
                                                              walk.rules, walk.ruleCount);
     if (rules.heedsBackupExcludes && file.backupExcluded) wanted = false;
 
