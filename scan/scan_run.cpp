@@ -188,13 +188,14 @@ void StartWithNewPlan(TqScan& scan) {
 /// Whether each volume that the leftover plan is in the middle of still has the list written so far. Without it the
 /// rest alone would replace the whole volume's list.
 bool HalfWrittenListsAreThere(const TqTopDirsList& plan) {
+  TqStringVector begun;
+  for (std::int32_t i = 0; i < plan.next_to_index; ++i) {
+    if (begun.FindIgnoreCase(plan.vguids.At(i)) < 0) begun.Add(plan.vguids.At(i));
+  }
   for (std::int32_t i = plan.next_to_index; i < plan.count; ++i) {
-    for (std::int32_t walked = 0; walked < plan.next_to_index; ++walked) {
-      if (!plan.IsActive(i) || !EqualsIgnoreCase(plan.vguids.At(walked), plan.vguids.At(i))) continue;
-      if (!TqFile::Exists(Joined(TqFile::PerVolumeListPath(plan.vguids.At(i), plan.PathOf(i)), ".future")))
-        return false;
-      break;
-    }
+    if (!plan.IsActive(i) || begun.FindIgnoreCase(plan.vguids.At(i)) < 0) continue;
+    const TqString list = TqFile::PerVolumeListPath(plan.vguids.At(i), plan.PathOf(i));
+    if (!TqFile::Exists(Joined(list, ".future"))) return false;
   }
   return true;
 }
