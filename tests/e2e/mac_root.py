@@ -1,21 +1,19 @@
 """A small Mac-shaped root directory inside a private mount namespace, and the program run with it as its "/".
 
 Everything here follows the documented file formats (docs/formats.md), never the program's code. A script calls
-`enter_namespace()` (or `run_tests()`) first: it starts itself again inside a namespace of its own, so that mounting needs
-no privileges and nothing outlives the script but an empty folder at worst.
+`enter_namespace()` first: it starts itself again inside a namespace of its own, so that mounting needs no privileges and
+nothing outlives the script but an empty folder at worst.
 """
 
 import atexit
 import ctypes
 import os
 import re
-import resource
 import shutil
 import subprocess
 import sys
 import tempfile
 import time
-import unittest
 
 SKIP_STATUS = 77
 _INSIDE = "--inside-namespace"
@@ -76,15 +74,6 @@ def enter_namespace():
     os.execvp(command[0], command + [sys.executable, *sys.argv, _INSIDE])
 
 
-def run_tests():
-    """The body of a test script: its first argument is the program, the others are unittest's."""
-    enter_namespace()
-    if len(sys.argv) < 2:
-        sys.exit("usage: " + sys.argv[0] + " <path of tqfilelist> [unittest arguments]")
-    MacRootTest.program = os.path.abspath(sys.argv[1])
-    unittest.main(module="__main__", argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)
-
-
 def as_bytes(text):
     return text if isinstance(text, bytes) else os.fsencode(text)
 
@@ -117,7 +106,7 @@ class MacRoot:
         self.volumes_made = 0
         self._root = tempfile.mkdtemp(prefix="tqfilelist_e2e_")
         self._running = []
-        self._mount("-t", "tmpfs", "-o", "mode=0755", "tqroot", self._root)
+        self._mount("-t", "tmpfs", "-o", "mode=0755,size=1g", "tqroot", self._root)
         atexit.register(self.close)
         for folder in ("/proc", "/Volumes", "/private/tmp", "/Applications", "/Users", "/tmp",
                        "/System/Library/CoreServices", INSTALL):
@@ -174,14 +163,15 @@ class MacRoot:
         self.write(file)
         os.truncate(self.path(file), size)
 
-    def mount_volume(self, name, vguid=None, size=None, visible=True):
-        """Mounts an empty tmpfs at /Volumes/<name>, with identity and one visible file, as an ordinary volume has."""
+    def mount_volume(self, name, vguid=None, size="256m", visible=True, identity=True):
+        """Mounts a tmpfs at /Volumes/<name>, with identity and one visible file, as an ordinary volume has them."""
         mount = f"/Volumes/{name}/"
         self.mkdir(mount)
-        self._mount("-t", "tmpfs", *(["-o", "size=" + size] if size else []), "tqvolume", self.path(mount))
+        self._mount("-t", "tmpfs", "-o", "size=" + size, "tqvolume", self.path(mount))
         self.volumes_made += 1
         volume = Volume(mount, vguid or f"v{self.volumes_made:03x}aa11bb22cc33dd44ee55ff66")
-        self.write_identity(volume)
+        if identity:
+            self.write_identity(volume)
         if visible:
             self.write(mount + "Readme.txt", "a volume\n")
         return volume
@@ -351,21 +341,4 @@ def wait_until(condition, what, timeout=30.0):
         time.sleep(0.005)
 
 
-class MacRootTest(unittest.TestCase):
-    """A test with a fresh root; the program comes from the command line (`run_tests`)."""
-
-    program = None
-    maxDiff = 4000
-
-    def new_root(self, **options):
-        root = MacRoot(self.program, **options)
-        self.addCleanup(root.close)
-        return root
-
-    def assert_ran(self, result, status=0):
-        self.assertEqual((result.status, result.err), (status, ""))
-
-
-# A chroot below a 1,000-level tree is walked by this process, too.
-sys.setrecursionlimit(20_000)
-resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+sys.setrecursionlimit(20_000)  # trees of 1,000 levels are made and removed by recursive library calls
