@@ -80,6 +80,13 @@ struct MountIdentity {
   bool operator==(const MountIdentity&) const = default;
 };
 
+/// Owner and permission bits of what a path reaches through links.
+struct AccessFacts {
+  unsigned userId = 0;
+  unsigned groupId = 0;
+  unsigned mode = 0;  ///< permission bits (07777)
+};
+
 class Files {
  public:
   virtual ~Files() = default;
@@ -98,6 +105,8 @@ class Files {
   virtual int QueryBackupExclusion(const char* path, bool& excluded) = 0;
   /// `stat`: links are followed.
   virtual int StatThroughLinks(const char* path, FileFacts& facts) = 0;
+  /// Owner, group and permission bits (links followed).
+  virtual int QueryAccess(const char* path, AccessFacts& facts) = 0;
   /// Device, inode and mount of `path` (links followed).
   virtual int QueryMountIdentity(const char* path, MountIdentity& identity) = 0;
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/volumes.h"
 
@@ -26,6 +27,14 @@ struct ChildStatus {
   int status = 0;  ///< raw wait status
 };
 
+/// An account of the system's user database.
+struct LoginFacts {
+  std::string name;
+  unsigned userId = 0;
+  std::vector<unsigned> groupIds;       ///< every group it belongs to
+  std::vector<std::string> groupNames;  ///< parallel; empty texts for groups without a name
+};
+
 class Machine {
  public:
   virtual ~Machine() = default;
@@ -41,6 +50,11 @@ class Machine {
   virtual unsigned EffectiveUserId() = 0;
   /// Ends the process with `status` after flushing standard output. A test's platform may throw instead.
   [[noreturn]] virtual void Exit(int status) = 0;
+
+  /// The account with that name; false when the system knows none.
+  virtual bool FindLogin(const std::string& name, LoginFacts& login) = 0;
+  /// The account of the effective user id; false when it has none.
+  virtual bool CurrentLogin(LoginFacts& login) = 0;
 
   virtual MemoryFigures ProcessMemory() = 0;
   /// Physical memory in bytes; 0 when unknown.

@@ -321,6 +321,14 @@ int FakePlatform::StatThroughLinks(const char* path, platform::FileFacts& facts)
   return 0;
 }
 
+int FakePlatform::QueryAccess(const char* path, platform::AccessFacts& facts) {
+  if (const int error = Fault("stat", path); error != 0) return error;
+  const std::shared_ptr<Node> node = Resolve(path, true);
+  if (node == nullptr) return ENOENT;
+  facts = {node->userId, node->groupId, node->mode};
+  return 0;
+}
+
 int FakePlatform::QueryMountIdentity(const char* path, platform::MountIdentity& identity) {
   if (const int error = Fault("mountid", path); error != 0) return error;
   const std::shared_ptr<Node> node = Resolve(path, true);
@@ -499,6 +507,21 @@ void FakePlatform::SleepMicros(std::int64_t micros) {
   sleepsMicros.push_back(micros);
   nowMillis += micros / 1000;
   if (onSleep) onSleep(micros);
+}
+
+bool FakePlatform::FindLogin(const std::string& name, platform::LoginFacts& login) {
+  const auto found = std::find_if(logins.begin(), logins.end(), [&](const auto& known) { return known.name == name; });
+  if (found == logins.end()) return false;
+  login = *found;
+  return true;
+}
+
+bool FakePlatform::CurrentLogin(platform::LoginFacts& login) {
+  const auto found =
+      std::find_if(logins.begin(), logins.end(), [&](const auto& known) { return known.userId == euid; });
+  if (found == logins.end()) return false;
+  login = *found;
+  return true;
 }
 
 bool FakePlatform::Query64BitHardware(bool& is64Bit) {

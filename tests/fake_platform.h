@@ -35,6 +35,8 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
     std::uint16_t finderFlags = 0;
     std::uint32_t linkCount = 1;
     unsigned mode = 0644;
+    unsigned userId = 501;
+    unsigned groupId = 20;
     bool backupExcluded = false;
     int queryErrno = 0;  ///< answers of the single queries about this entry
     int statErrno = 0;
@@ -101,6 +103,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   // --- the machine ---
   int pid = 12345;
   unsigned euid = 501;
+  std::vector<platform::LoginFacts> logins{{"bob", 501, {20, 80}, {"staff", "admin"}}};
   platform::MemoryFigures memory{1'048'576'000, 104'857'600};
   std::uint64_t hardwareMemory = 17'179'869'184;
   std::string machineName = "arm64";
@@ -124,6 +127,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   int QueryFinderFlags(const char* path, std::uint16_t& finderFlags) override;
   int QueryBackupExclusion(const char* path, bool& excluded) override;
   int StatThroughLinks(const char* path, platform::FileFacts& facts) override;
+  int QueryAccess(const char* path, platform::AccessFacts& facts) override;
   int QueryMountIdentity(const char* path, platform::MountIdentity& identity) override;
   int Open(const char* path, platform::OpenMode openMode, unsigned mode, int& descriptor) override;
   void Close(int descriptor) override;
@@ -155,6 +159,8 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::int64_t LocalOffsetSeconds(std::int64_t) override { return localOffsetSeconds; }
   int ProcessId() override { return pid; }
   unsigned EffectiveUserId() override { return euid; }
+  bool FindLogin(const std::string& name, platform::LoginFacts& login) override;
+  bool CurrentLogin(platform::LoginFacts& login) override;
   [[noreturn]] void Exit(int status) override { throw ExitCalled{status}; }
   platform::MemoryFigures ProcessMemory() override { return memory; }
   std::uint64_t HardwareMemoryBytes() override { return hardwareMemory; }
