@@ -133,11 +133,16 @@ bool TqListSwapper::LaterEntryHasVguid(std::int32_t index, std::string_view vgui
   return false;
 }
 
-void SwapInBigFileList() {
+void SwapInBigFileList(const TqListOutput& output) {
   const TqString target = Joined(TqInstall::ListsFolder(), "bigfilelist.dat");
   const TqString future = Joined(target, ".future");
   if (!TqFile::Exists(future)) {
     Log("WARNING: future bigfile does not exist so no swap: ", future);
+    return;
+  }
+  if (!output.IsWhole(future)) {
+    TqFile::DeleteFile(future);
+    Log("NOT SWAPPING IN future bigfile: ", future, ", because it could not be written completely!");
     return;
   }
   MoveIntoPlace(future, target, kListMoveTries,

@@ -50,5 +50,5 @@ class TqListSwapper {
   TqStringVector swappedIn_;
 };
 
-/// bigfilelist.dat.future onto bigfilelist.dat.
-void SwapInBigFileList();
+/// bigfilelist.dat.future onto bigfilelist.dat, unless an append to it failed.
+void SwapInBigFileList(const TqListOutput& output);

@@ -339,7 +339,7 @@ void RunScan(TqRunState& run) {
   RefreshScanLockNow(run);
   DeleteOldCompleteList();
   scan.swapper.SwapInAllLists();
-  SwapInBigFileList();
+  SwapInBigFileList(scan.output);
   SwapInTopDirs(scan);
   WriteFinalStatistics(scan);
   TqStringVector names;

@@ -161,7 +161,12 @@ TqScan::TqScan(TqRunState& runState)
       topDirsFuturePath(Joined(topDirsPath, ".future")),
       fileStatsFuturePath(Joined(fileStatsPath, ".future")),
       output(runState.bufferingOff),
-      walk{run, plan, output, categories, totals, Joined(bigFileListPath, ".future"), nullptr, 0, {}, {}} {
+      walk{.run = run,
+           .topDirs = plan,
+           .output = output,
+           .tables = categories,
+           .totals = totals,
+           .largeFileListPath = Joined(bigFileListPath, ".future")} {
   plan.verbose = run.bufferingOff;
 }
 
