@@ -80,7 +80,8 @@ class Machine {
   /// Runs `line` with the system shell and waits. The result is `system`'s, -1 for a failed start (`error` gets the
   /// errno).
   virtual int RunShellAndWait(const char* line, int& error) = 0;
-  /// Starts "/bin/sh -c line" in a process group of its own. The result is the child's id, or -1 with `error` set.
+  /// Starts "/bin/sh -c line" in a process group of its own. The result is the child's id, or -1 with `error` set (also
+  /// when there is no such shell to run).
   virtual int StartShell(const char* line, int& error) = 0;
   /// Non-blocking look at a child started by StartShell.
   virtual ChildStatus PollChild(int pid) = 0;
