@@ -9,13 +9,14 @@ namespace {
 class FileStatsTest : public ScanTest {
  protected:
   void SetUp() override {
-    Select({}, "<myidentity online_hostname=\"Anna &amp; Bo\" tqlogin=\"anna\" />\n"
-               "<filesetdef filesetname=\"Docs\" extensions=\"TXT, wma\" />\n"
-               "<filesetdef filesetname=\"pictures\" extensions=\"jpg\" />\n"
-               "<filesetdef filesetname=\"music\" extensions=\"wma,mp3\" />\n"
-               "<filesetdef filesetname=\"zips\" extensions=\" sit \" />\n"
-               "<filesetdef filesetname=\"email\" extensions=\"\" />\n"
-               "<filesetdef filesetname=\"usercustom01\" extensions=\"xyz\" />\n");
+    Select({},
+           "<myidentity online_hostname=\"Anna &amp; Bo\" tqlogin=\"anna\" />\n"
+           "<filesetdef filesetname=\"Docs\" extensions=\"TXT, wma\" />\n"
+           "<filesetdef filesetname=\"pictures\" extensions=\"jpg\" />\n"
+           "<filesetdef filesetname=\"music\" extensions=\"wma,mp3\" />\n"
+           "<filesetdef filesetname=\"zips\" extensions=\" sit \" />\n"
+           "<filesetdef filesetname=\"email\" extensions=\"\" />\n"
+           "<filesetdef filesetname=\"usercustom01\" extensions=\"xyz\" />\n");
     ParseTqInfoForFileSetHashes(tables);
   }
   /// The list of settings' names with the category each path falls into.
@@ -30,9 +31,9 @@ class FileStatsTest : public ScanTest {
 
 TEST_F(FileStatsTest, SortsByTheExtensionOfTheLastComponent) {
   const std::pair<const char*, const char*> cases[] = {
-      {"/a/Letter.TXT", "docs"}, {"/a/song.wma", "docs"},   {"/a/song.mp3", "music"},  {"/a/x.tar.jpg", "pictures"},
-      {"/a/README", "other"},    {"/a/notes.", "other"},    {"/photos.jpg/file", "other"}, {"/a/.jpg", "pictures"},
-      {"/a/x.xyz", "other"},     {"/a/x.sit", "other"},     {"/a.jpg\\b", "other"},    {"/a/x.\xC3\x84", "other"}};
+      {"/a/Letter.TXT", "docs"}, {"/a/song.wma", "docs"}, {"/a/song.mp3", "music"},      {"/a/x.tar.jpg", "pictures"},
+      {"/a/README", "other"},    {"/a/notes.", "other"},  {"/photos.jpg/file", "other"}, {"/a/.jpg", "pictures"},
+      {"/a/x.xyz", "other"},     {"/a/x.sit", "other"},   {"/a.jpg\\b", "other"},        {"/a/x.\xC3\x84", "other"}};
   for (const auto& [path, name] : cases) EXPECT_EQ(NameOfCategory(path), name) << path;
 }
 
@@ -87,7 +88,8 @@ TEST_F(FileStatsTest, KeepsTheOldFileWhenTheNewOneCannotBeMoved) {
   WriteFileStatsOut(Data("tqfilelists/filestats.xml"), true, totals);
   EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(9, 500'000));
   EXPECT_EQ(fake.ReadFile(Data("tqfilelists/filestats.xml")), "old");
-  EXPECT_EQ(CountLogged("ERROR: WriteFileStatsOut, could not AtomicMove file: " + Data("tqfilelists/filestats.xml")), 1);
+  EXPECT_EQ(CountLogged("ERROR: WriteFileStatsOut, could not AtomicMove file: " + Data("tqfilelists/filestats.xml")),
+            1);
 }
 
 TEST_F(FileStatsTest, CutsLongAccountNamesTo29) {
