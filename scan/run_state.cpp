@@ -93,6 +93,7 @@ void CheckForStopRequest(TqRunState& run) {
 void ExitScanRun(TqRunState& run, int status) {
   if (run.lock != nullptr) TqLock::ReleaseFileBasedLock(std::move(run.lock));
   platform::TheMachine().Exit(status);
+  std::abort();  // never reached: compilers do not see through the virtual call that it does not return
 }
 
 void RefreshScanLockBetweenTopDirs(TqRunState& run) {
