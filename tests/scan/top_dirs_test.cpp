@@ -122,9 +122,8 @@ TEST_F(TopDirsTest, AFullDiskKeepsTheOldFileAndAFailedRenameIsTriedFiveTimes) {
   EXPECT_TRUE(WriteTopDirsXmlFile(path, list));
   EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(5, 1'000'000));
   EXPECT_EQ(CountLogged("ERROR: WriteTopDirsXmlFile could not write AtomicMove file: " + path + ".tmp"), 5);
-  fake.fault = [&](std::string_view operation, std::string_view file) {
-    return operation == "write" && file == path + ".tmp" ? ENOSPC : 0;
-  };
+  fake.fault = nullptr;
+  fake.diskBytesLeft = 20;
   EXPECT_FALSE(WriteTopDirsXmlFile(path, list));
   EXPECT_EQ(fake.ReadFile(path), "old");
 }
