@@ -37,7 +37,9 @@ class TqFastFileReader {
   std::int64_t FileSize() const { return fileSize_; }
 
  private:
+  bool AllocateCache(TqString* errorText);
   bool Refill(TqString* errorText);
+  std::string_view TakeCached(std::int32_t count);
 
   bool isOpen_ = false;
   TqString fileName_;

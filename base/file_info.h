@@ -58,6 +58,7 @@ class TqFileInfoList {
  private:
   std::int32_t count_ = 0;
   std::int32_t capacity_ = 0;
+  std::int32_t built_ = 0;  ///< slots below it hold a record, those above are untouched memory
   TqFileInfo** slots_ = nullptr;
 };
 

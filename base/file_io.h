@@ -22,7 +22,8 @@ bool WriteFileToDisk(const char* path, const char* buffer, std::int64_t size);
 /// WriteFileToDisk, and the size on disk is then compared with `text`: a file that is not whole is deleted and counts
 /// as failed.
 bool WriteWholeFile(std::string_view path, std::string_view text);
-/// Appends; an empty text is true without touching the file. True only when open, whole write and close succeeded.
+/// Appends and sets mode 0666; an empty text only makes the overwrite check. True only when open, whole write and close
+/// succeeded.
 bool AppendStringToFile(std::string_view path, std::string_view text);
 
 /// Up to 10 attempts of WriteWholeFile, 100 ms apart.
@@ -39,13 +40,20 @@ enum class SwapResult { kDone, kWriteFailed, kMoveFailed };
 SwapResult SwapInQuietly(std::string_view path, std::string_view text, int writeTries, int moveTries,
                          std::int64_t pauseMillis);
 
+/// Creates an empty file "/tmp/<prefix>XXXXXX<suffix>" of mode 0600 under a name nobody has; its path, empty on
+/// failure.
+TqString MakeTempFile(std::string_view prefix, std::string_view suffix);
+
 /// Unlinks; true when the name is gone afterwards.
 bool DeleteFile(std::string_view path);
 
 /// The file's bytes and a terminating NUL in a buffer from the C allocator that the caller frees, or null (logged).
 char* ReadLargeFileIntoBuf(const char* fileName, std::int64_t* numBytesReturned);
-/// The same into a text (files above 2,147,483,622 bytes fail). An existing empty file gives "" and true. `content` is
-/// emptied on failure.
+/// The file's resource fork in a buffer of the same kind, or null: no fork, one above 2,147,483,647 bytes, or
+/// unreadable.
+char* ReadResourceForkIntoBuf(std::string_view path, std::int64_t& numBytes);
+/// The file's bytes as a text (files above 2,147,483,622 bytes fail). An existing empty file gives "" and true.
+/// `content` is emptied on failure.
 bool ReadFileIntoString(std::string_view path, TqString& content);
 /// The file's first line, without line end, trimmed; false when it cannot be read or is empty.
 bool ReadFirstLine(std::string_view path, TqString& line);

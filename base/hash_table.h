@@ -32,8 +32,8 @@ class TqHashTable {
   void ForEach(Visit visit, void* context) const;
   /// Appends all keys in ForEach order.
   void KeysInto(TqStringVector& keys) const;
-  /// Inserts every pair into `other` (keys copied) and leaves this table empty without releasing the moved values. Into
-  /// itself: nothing.
+  /// Inserts every pair into `other` (keys copied) and leaves this table empty without releasing the moved values;
+  /// those that `other` has no memory for are released. Into itself: nothing.
   void MoveAllInto(TqHashTable& other);
   void Clear();
 
@@ -49,17 +49,18 @@ class TqHashTable {
   static std::uint32_t Hash(const char* key);
 
  private:
-  enum class Storage : std::uint8_t { kSeparate = 0, kArena = 1, kBorrowedKey = 2 };
   struct Node {
-    const char* key;
+    const char* key;  ///< behind the node itself, or the caller's (InsertNoCopy)
     Node* next;
     std::uint64_t value;
-    Storage storage;
+    bool inArena;  ///< otherwise the node has its own allocation
   };
 
   bool InsertNode(const char* key, std::uint64_t value, bool copyKey);
-  Node* FindIn(std::uint32_t bucket, const char* key) const;
+  Node*& BucketOf(const char* key) const;
   Node* NewNode(const char* key, bool copyKey);
+  void ReleaseOf(const Node& node) const;
+  static Node* FindIn(Node* chain, const char* key);
   static void FreeNode(Node* node);
 
   std::int32_t bucketCount_ = 0;

@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 /// 8-bit text: a NUL-terminated byte array from the C allocator with its length and capacity. Content is bytes (UTF-8
@@ -45,8 +46,15 @@ class TqString {
   /// Makes room for `need` content bytes (the only change that grows by need + 11). False when that cannot be had.
   bool Reserve(std::int64_t need);
   bool Assign(std::string_view text);
-  bool Append(std::string_view text);
-  bool AppendChar(char c);
+  bool Append(std::string_view text) {
+    const std::int64_t need = length_ + static_cast<std::int64_t>(text.size());
+    if (text.empty()) return true;
+    if (need >= capacity_) return AppendGrowing(text);
+    std::memcpy(buffer_ + length_, text.data(), text.size());
+    SetLength(need);
+    return true;
+  }
+  bool AppendChar(char c) { return Append(std::string_view(&c, 1)); }
   /// "%d"
   bool AppendInt32(std::int32_t number);
   /// "%lld"
@@ -55,7 +63,7 @@ class TqString {
   bool AppendHex(std::uint64_t number, std::int32_t width);
   /// Inserts at `position` (0 ... length); out of range does nothing and answers false.
   bool Insert(std::int32_t position, std::string_view text);
-  /// Removes `count` bytes from `start`; both are cut to what exists.
+  /// Removes `count` bytes from `start`; the count is cut to what exists, a `start` out of range does nothing.
   void Erase(std::int32_t start, std::int32_t count);
   /// Cuts the text to `length` bytes; a longer length does nothing.
   void Truncate(std::int32_t length);
@@ -85,26 +93,37 @@ class TqString {
   /// is a network path's beginning and allowed). Texts under three bytes never do.
   bool ContainsTwoConsecutiveSeparators() const;
 
-  /// The bytes from `start` on, at most `count`; both are cut to what exists.
+  /// The bytes from `start` on, at most `count`; the count is cut to what exists, a `start` out of range gives an empty
+  /// view.
   std::string_view Slice(std::int32_t start, std::int32_t count = INT32_MAX) const;
 
   friend bool operator==(const TqString& a, const TqString& b) { return a.View() == b.View(); }
-  friend bool operator==(const TqString& a, const char* b) { return a.View() == std::string_view(b); }
+  friend bool operator==(const TqString& a, const char* b) {
+    return a.View() == std::string_view(b != nullptr ? b : "");
+  }
   friend bool operator==(const TqString& a, std::string_view b) { return a.View() == b; }
 
   /// The capacity that growth by appending takes for `need` content bytes from `capacity`; -1 when the need is refused.
   static std::int64_t GrowthForAppend(std::int64_t need, std::int32_t capacity);
 
  private:
+  bool AppendGrowing(std::string_view text);
   bool EnsureForAppend(std::int64_t need);
   bool Reallocate(std::int64_t newCapacity);
+  void SetLength(std::int64_t length) {
+    length_ = static_cast<std::int32_t>(length);
+    buffer_[length_] = '\0';
+  }
+  /// Whether `text` lies in this text's own buffer.
+  bool Holds(std::string_view text) const;
 
   std::int32_t length_ = 0;
   std::int32_t capacity_ = 0;
   char* buffer_ = nullptr;
 };
 
-/// Orders texts by signed bytes: a byte of 0x80 or more sorts before every ASCII character. Negative, 0 or positive.
+/// Orders texts by signed bytes: a byte of 0x80 or more sorts before every ASCII character; a text sorts before its own
+/// continuations. Negative, 0 or positive.
 int CompareBytes(std::string_view a, std::string_view b);
 /// The same with A-Z folded to a-z; other bytes never match another case.
 int CompareBytesIgnoreCase(std::string_view a, std::string_view b);
@@ -131,9 +150,15 @@ std::string_view Trimmed(std::string_view text);
 bool ParseInt64(std::string_view text, std::int64_t& number);
 
 namespace tq_internal {
-void AppendPiece(TqString& out, std::string_view piece);
-void AppendPiece(TqString& out, char piece);
-void AppendPiece(TqString& out, std::int64_t piece);
+inline void AppendPiece(TqString& out, std::string_view piece) {
+  out.Append(piece);
+}
+inline void AppendPiece(TqString& out, char piece) {
+  out.AppendChar(piece);
+}
+inline void AppendPiece(TqString& out, std::int64_t piece) {
+  out.AppendInt64(piece);
+}
 void AppendPiece(TqString& out, std::uint64_t piece);
 template <std::integral T>
 requires(!std::same_as<T, char> && !std::same_as<T, bool>) void AppendInteger(TqString& out, T piece) {

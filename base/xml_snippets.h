@@ -2,7 +2,8 @@
 
 // Reading and writing XML as text: no parser, no tree, no validation. The matching rules are exact on purpose, because
 // the files are also edited by hand and by the client's other programs. Every operation clears its output first; null
-// or empty input gives false. Nothing is logged; callers log with their own words.
+// or empty input gives false. An output is never the text that the input looks into. Nothing is logged; callers log
+// with their own words.
 
 #include <string_view>
 

@@ -64,6 +64,13 @@ struct TqWatchedDir {
   TqStringVector extensions;  ///< of the named file sets, lower-cased
 };
 
+/// One `tqdirfilter` element as written.
+struct TqDirFilter {
+  TqString dir;
+  TqString whichFiles;
+  TqString snippet;  ///< the whole element
+};
+
 namespace TqInfoManager {
 
 inline constexpr std::int32_t TQ_INFO_MAX_NUM_DIR_FILTERS = 9999;
@@ -71,6 +78,9 @@ inline constexpr std::int32_t kMaxFileSetDefs = 150;
 
 /// <data>/tqinfo.xml
 TqString TqInfoPath();
+/// That file's text from disk. False when it is missing, unreadable or of no bytes: such a file is one that another
+/// program is just writing, not one that selects nothing.
+bool ReadSettingsFile(TqString& text);
 const TqInfoSettings& Settings();
 /// The whole file's text as last read; empty before.
 const TqString& SettingsText();
@@ -80,23 +90,32 @@ const TqString& SettingsText();
 bool ReadControlPanelSettingsFromTqInfoXmlFile();
 
 /// Reads the excluded file types, the smart-watch sets and the directory filters. False only for a missing or
-/// unreadable file.
+/// unreadable file; `watchedDirs` is emptied first. An unknown file set is logged and ignored.
 bool ParseTqInfoForFilesToWatch(std::vector<TqWatchedDir>& watchedDirs);
 
-/// One `filesetdef`: its name and its lower-cased extensions. `sets` is emptied first; at most 149 (see the .cpp) are
-/// given.
+/// The directory filters of one settings text, at most TQ_INFO_MAX_NUM_DIR_FILTERS of them (more are logged and
+/// ignored, as are filters that lack an attribute). `filters` is emptied first. False when the text holds no filter
+/// element at all.
+bool read_tqinfo_tqdirfilter(std::string_view tqInfoText, std::vector<TqDirFilter>& filters);
+
+/// One `filesetdef`: its name and its lower-cased extensions. Pieces between commas are trimmed; a lone extension is
+/// not (kept on purpose: with a stray blank it never matches).
 struct FileSetDef {
   TqString name;
   TqStringVector extensions;
 };
-/// False when the file holds none or cannot be read (logged in the words of the category tables' reader).
-bool ReadFileSetDefs(std::vector<FileSetDef>& sets);
+
+/// The `filesetdef` elements of the file on disk, at most 149 (see the .cpp); a nameless one is logged and skipped.
+/// `sets` is emptied first. False when the file holds none or cannot be read. `caller` names the asking function in the
+/// logged lines.
+bool ReadFileSetDefs(std::vector<FileSetDef>& sets, std::string_view caller = "ParseTqInfoForFileSetHashes");
 
 /// `tqserv_long_term_mode_override`, else empty.
 TqString GetTqservLongTermModeOverride();
 
 /// Back to a fresh process (tests).
 void ForgetSettings();
+void ForgetFilesToWatch();  ///< the part of it that ParseTqInfoForFilesToWatch keeps
 
 /// A settings integer: surrounding blanks ignored, optional sign, decimal digits, fits 32 bits; else `fallback`.
 std::int32_t ReadableInt(std::string_view text, std::int32_t fallback);

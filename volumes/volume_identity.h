@@ -14,6 +14,14 @@ namespace TqFile {
 /// <mount>/.tqvol/ or, for "/", <data>/tqvol_system_volume/
 TqString IdentityFolder(std::string_view mountPoint);
 inline constexpr std::string_view kIdentityFileName = "tqvol_id.xml";
+/// Where users are told to read on.
+inline constexpr std::string_view kHelpAddress = "https://help.kestrune.example/tqvol";
+
+/// Whether an identity file is in `folder` (ends in "/"). One behind a linked folder is not: a volume never borrows an
+/// identity through a link.
+bool IdentityFileExists(std::string_view folder);
+/// An identity file's (or its README's) text; only regular files are opened. `contents` is empty on failure.
+bool ReadIdentityFile(std::string_view file, TqString& contents);
 
 /// Creates the identity folder and writes tqvol_id.xml and README.txt. On failure `error` (may be null) receives a
 /// short code and an existing identity file is in place again.
@@ -28,8 +36,8 @@ bool GetSimulatedRootVolumeContents_tqvol_id_xml(TqString& contents);
 void CloneTqVolFolderOfSystemVolumeIntoDataDir_IfNeeded();
 
 /// Fills vguid and associatedHguid of `volume` (its mountPointPath is set) from its identity file, repairing the system
-/// volume's host GUID when it is another than this host's. A missing or bad file leaves what was valid; the reason is
-/// logged.
+/// volume's host GUID when it is another than this host's. A missing file leaves the record as it is, a bad one fills
+/// what is valid in it and its faults are logged.
 void ReadVolumeIdentity(TqVolumeInfo& volume);
 
 }  // namespace TqFile

@@ -1,0 +1,44 @@
+#include "platform/property_files.h"
+
+#include <cerrno>
+#include <cstdint>
+
+#include "platform/whole_file.h"
+
+namespace platform {
+namespace {
+
+constexpr std::int64_t kMostPropertyListBytes = 104'857'600;
+
+}  // namespace
+
+PropertyListStatus ReadPropertyDictionary(const char* path, PropertyValue& value) {
+  std::string text;
+  const int error = ReadWholeFile(path, kMostPropertyListBytes, text);
+  if (error == ENOENT || error == ENOTDIR) return PropertyListStatus::kMissing;
+  if (error != 0) return PropertyListStatus::kUnreadable;
+  if (!ParsePropertyList(text, value)) return PropertyListStatus::kInvalid;
+  return value.type == PropertyValue::Type::kDictionary ? PropertyListStatus::kOk : PropertyListStatus::kWrongType;
+}
+
+std::string ProductVersionIn(const PropertyValue& dictionary) {
+  const PropertyValue* version = dictionary.Find("ProductVersion");
+  return version == nullptr ? std::string() : version->text;
+}
+
+void CollectDestinationValues(const PropertyValue& dictionary, std::vector<DestinationValue>& values) {
+  const PropertyValue* destinations = dictionary.Find("Destinations");
+  if (destinations == nullptr) return;
+  for (const PropertyValue& destination : destinations->items) {
+    const PropertyValue* uuids = destination.Find("DestinationUUIDs");
+    if (uuids == nullptr) continue;
+    const bool isArray = uuids->type == PropertyValue::Type::kArray;
+    const PropertyValue* const first = isArray ? uuids->items.data() : uuids;
+    const std::size_t count = isArray ? uuids->items.size() : 1;
+    for (std::size_t i = 0; i < count; ++i) {
+      values.push_back({first[i].type == PropertyValue::Type::kText, first[i].text});
+    }
+  }
+}
+
+}  // namespace platform
