@@ -12,12 +12,6 @@
 #include "base/string.h"
 #include "selection/settings.h"
 
-/// One `tqdirfilter`.
-struct TqDirFilter {
-  TqString dir;
-  TqString whichFiles;  ///< "all", "none", "*", "smartwatchfilesets" or file-set names joined by ","
-};
-
 namespace TqInfoManager {
 
 /// The default file for `volumes` (mount points end in "/"). `onlineHostname` is the computer's name; `scratch` the
