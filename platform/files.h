@@ -91,8 +91,9 @@ class Files {
  public:
   virtual ~Files() = default;
 
-  /// Lists `path`, asking one attribute query per entry relative to the open directory. The directory is closed on
-  /// return.
+  /// Lists `path` (a final link is followed), asking one attribute query per entry relative to the open directory,
+  /// which is closed on return. A directory that is removed meanwhile just ends. A visitor may list in turn, but each
+  /// level of that costs a buffer of its own: walkers collect first and descend afterwards.
   virtual ListResult ListDirectory(const char* path, EntryVisitor& visitor) = 0;
 
   /// The same query for one path. ENOENT when nothing has that name.

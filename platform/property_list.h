@@ -22,8 +22,9 @@ struct PropertyValue {
   const PropertyValue* Find(std::string_view key) const;
 };
 
-/// Parses one property list. False when the text is not a well-formed XML property list; nesting beyond 64 levels
-/// counts as malformed. `value` is unspecified on failure.
+/// Parses one property list in UTF-8, with or without its outer "plist" element. False when the text is not a
+/// well-formed XML property list; nesting beyond 64 levels, more than a million values and entities other than XML's
+/// own count as malformed. `value` is unspecified on failure.
 bool ParsePropertyList(std::string_view text, PropertyValue& value);
 
 }  // namespace platform

@@ -274,7 +274,7 @@ int ExplainFileCommand(TqCommandCall& call) {
 }
 
 int CheckCodeSignatureCommand(TqCommandCall& call) {
-  if (!call.HasOperand(1)) {
+  if (call.OperandCount() < 1) {
     call.Print("FAIL:Please specify a path to a file.");
     return 1;
   }
@@ -286,7 +286,7 @@ int CheckCodeSignatureCommand(TqCommandCall& call) {
   const bool isValid = platform::TheFiles().HasValidCodeSignature(path.c_str());
   call.Print(isValid ? "PASS:" : "FAIL:", path,
              isValid ? " has a valid code signature." : " does not have a valid code signature.");
-  const TqString self(call.programPath);
+  const TqString self(call.programFile);
   if (!platform::TheFiles().HasValidCodeSignature(self.c_str())) {
     call.Print("FAIL:", self, " does not have a valid code signature (self test).");
   }

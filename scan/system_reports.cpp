@@ -99,7 +99,7 @@ constexpr std::string_view kUsage =
 }  // namespace
 
 int UsageCommand(TqCommandCall& call) {
-  TqCommandCall::PrintText(call.err, kUsage);
+  PrintLine(call.err, kUsage);
   return 1;
 }
 

@@ -201,12 +201,12 @@ int CloneTqVolCommand(TqCommandCall& call) {
 }
 
 int AssignVolumeGuidCommand(TqCommandCall& call) {
-  if (!call.HasOperand(1)) return Answer(call, "FALSE: Must have additional arg for: ", call.Word());
+  if (call.OperandCount() < 1) return Answer(call, "FALSE: Must have additional arg for: ", call.Word());
   return AssignVolumeGuid(call, call.Operand(1), call.Operand(1));
 }
 
 int AssignVolumeGuidHexCommand(TqCommandCall& call) {
-  if (!call.HasOperand(1)) return Answer(call, "FALSE: Must have additional arg for: ", call.Word());
+  if (call.OperandCount() < 1) return Answer(call, "FALSE: Must have additional arg for: ", call.Word());
   TqString decoded;
   HexDecode(call.Operand(1), decoded);
   return AssignVolumeGuid(call, call.Operand(1), decoded);
@@ -304,7 +304,7 @@ int ListVolumesCommand(TqCommandCall& call) {
 int ListVolumesToFileCommand(TqCommandCall& call) {
   const TqString flags = TqInstall::FlagsFolder();
   const TqString output =
-      call.HasOperand(1) ? call.Operand(1) : Joined(flags, TqSystem::NowGmtMillis(), "_list_volumes.txt");
+      call.OperandCount() >= 1 ? call.Operand(1) : Joined(flags, TqSystem::NowGmtMillis(), "_list_volumes.txt");
   if (output.Length() < kShortestListPath || !output.StartsWith(flags)) {
     const TqString text = Joined("ERROR: The output file argument was too short or did not begin with ", flags);
     return FailListFile(call, text, Joined(text, "/\n"));

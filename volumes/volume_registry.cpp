@@ -159,8 +159,10 @@ TqString RandomMachineDigits() {
 
 const TqString& MachineDigits() {
   if (!machineDigits.IsEmpty()) return machineDigits;
-  std::string address = "00-00-00-00-00-00";
-  if (platform::TheMachine().HardwareAddress(address) == platform::HardwareAddressStatus::kUnreadable) address.clear();
+  std::string address;
+  const platform::HardwareAddressStatus status = platform::TheMachine().HardwareAddress(address);
+  if (status == platform::HardwareAddressStatus::kNone) address = "00-00-00-00-00-00";
+  if (status == platform::HardwareAddressStatus::kUnreadable) address.clear();
   machineDigits = LowerCased(address);
   machineDigits.ReplaceAll("-", "");
   if (machineDigits.Length() != 12) machineDigits = RandomMachineDigits();
