@@ -147,23 +147,14 @@ TEST_F(VolumeRegistryTest, RefreshRebuildsACutOffRegistry) {
 }
 
 TEST_F(VolumeRegistryTest, TellsTheFirstPairOfEqualGuids) {
-  TqString a;
-  TqString b;
+  TqString a, b;
   fake.AddVolume("/Volumes/NoIdentity");  // nor has "/"
-  AddIdentified("/Volumes/A", kOtherGuid);
-  AddIdentified("/Volumes/B", kDiskGuid);
   EXPECT_FALSE(TqUiUtil::DoAnyCurrentlyAttachedHardDrivesHaveDuplicateVolGuids(a, b));
-  AddIdentified("/Volumes/C", kDiskGuid);
+  AddIdentified("/Volumes/A", kOtherGuid);
+  for (const char* path : {"/Volumes/B", "/Volumes/C"}) AddIdentified(path, kDiskGuid);
   AddIdentified("/Volumes/D", kOtherGuid);
   EXPECT_TRUE(TqUiUtil::DoAnyCurrentlyAttachedHardDrivesHaveDuplicateVolGuids(a, b));
-  EXPECT_TRUE(Logged("FOUND_DUPLICATE_VOL_ID: Vol_A_/Volumes/A/__Vol_B_/Volumes/D/\n"));
-}
-
-TEST_F(VolumeRegistryTest, RequestsAnAssignmentByFile) {
-  TqUiUtil::TqVolumesXml_SpawnAsyncTqFilelistAsRootToAssignVolumeGuid("/Volumes/D");
-  EXPECT_EQ(fake.ReadFile(Data("starttqfilelist_assignvolumeguid.xml")),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<contents>\n<tqfilelistrequest gmtMillisOfRequest="
-            "\"1700000000000\" mountPointPathHex=\"2f566f6c756d65732f44\" />\n</contents>\n");
+  EXPECT_STREQ(Joined(a, b).c_str(), "/Volumes/A//Volumes/D/");
 }
 
 }  // namespace
