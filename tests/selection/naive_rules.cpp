@@ -7,17 +7,14 @@
 namespace {
 
 std::string Lower(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
-  }
+  for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
   return text;
 }
 
 std::string Value(const std::string& line, const std::string& name) {
-  const std::string opener = " " + name + "=\"";
-  const std::size_t at = line.find(opener);
+  const std::size_t at = line.find(" " + name + "=\"");
   if (at == std::string::npos) return "";
-  const std::size_t start = at + opener.size();
+  const std::size_t start = at + name.size() + 3;
   return Lower(line.substr(start, line.find('"', start) - start));
 }
 
@@ -25,13 +22,12 @@ bool Holds(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
-std::vector<std::string> Pieces(const std::string& text) {
-  std::vector<std::string> pieces;
-  std::istringstream in(text);
+bool HoldsOneOf(const std::string& text, const std::string& list) {
+  std::istringstream in(list);
   for (std::string piece; std::getline(in, piece, '|');) {
-    if (!piece.empty()) pieces.push_back(piece);
+    if (!piece.empty() && Holds(text, piece)) return true;
   }
-  return pieces;
+  return false;
 }
 
 std::string Extension(const std::string& path) {
@@ -41,19 +37,12 @@ std::string Extension(const std::string& path) {
 }
 
 bool Matches(const NaiveRule& rule, const std::string& path) {
-  if (rule.prefix != "*" && (path.empty() || !path.substr(1).starts_with(rule.prefix))) return false;
-  if (rule.extension != "*" && Extension(path) != rule.extension) return false;
-  if (rule.endsWith != "*" && !path.ends_with(rule.endsWith)) return false;
-  if (rule.contains1 != "*" && !Holds(path, rule.contains1)) return false;
-  if (rule.contains2 != "*" && !Holds(path, rule.contains2)) return false;
-  if (rule.doesNotContain == "*") return true;
-  return std::ranges::none_of(Pieces(rule.doesNotContain),
-                              [&](const std::string& piece) { return Holds(path, piece); });
-}
-
-bool AreDuplicates(const NaiveRule& a, const NaiveRule& b) {
-  return a.contains1 == b.contains1 && a.contains2 == b.contains2 && a.endsWith == b.endsWith &&
-         (a.doesNotContain == "*") == (b.doesNotContain == "*");
+  return (rule.prefix == "*" || (!path.empty() && path.substr(1).starts_with(rule.prefix))) &&
+         (rule.extension == "*" || Extension(path) == rule.extension) &&
+         (rule.endsWith == "*" || path.ends_with(rule.endsWith)) &&
+         (rule.contains1 == "*" || Holds(path, rule.contains1)) &&
+         (rule.contains2 == "*" || Holds(path, rule.contains2)) &&
+         (rule.doesNotContain == "*" || !HoldsOneOf(path, rule.doesNotContain));
 }
 
 /// An external volume's name does not belong to the prefix.
@@ -65,8 +54,8 @@ std::string OnAnyVolume(const std::string& prefix) {
 }  // namespace
 
 std::string NaiveRule::Shown() const {
-  return prefix + " " + contains1 + " " + contains2 + " " + (doesNotContain == "*" ? "*" : "list") + " " + endsWith +
-         " " + extension + " " + std::to_string(hits);
+  const char* list = doesNotContain == "*" ? " * " : " list ";
+  return prefix + " " + contains1 + " " + contains2 + list + endsWith + " " + extension + " " + std::to_string(hits);
 }
 
 void NaiveRules::Load(const std::string& text) {
@@ -74,14 +63,15 @@ void NaiveRules::Load(const std::string& text) {
   for (std::string line; std::getline(in, line);) {
     const std::string osVers = Value(line, "osVers");
     if (!line.starts_with("<excludefname_rule ") || (osVers != "*" && osVers != "10.15")) continue;
-    NaiveRule rule{OnAnyVolume(Value(line, "skipFirstCharThenStartsWith")),
-                   Value(line, "contains_1"),
-                   Value(line, "contains_2"),
-                   Value(line, "doesNotContain"),
-                   Value(line, "endsWith"),
-                   Value(line, "hasFileExtension")};
+    const NaiveRule rule{OnAnyVolume(Value(line, "skipFirstCharThenStartsWith")),
+                         Value(line, "contains_1"),
+                         Value(line, "contains_2"),
+                         Value(line, "doesNotContain"),
+                         Value(line, "endsWith"),
+                         Value(line, "hasFileExtension")};
     if (rule.prefix == "*" || rule.prefix.size() >= 2) Insert(rule);
   }
+  // The catch-all group changes places with the last one.
   const auto catchAll = std::ranges::find_if(groups_, [](const Group& group) { return group[0][0].prefix == "*"; });
   if (catchAll != groups_.end()) std::swap(*catchAll, groups_.back());
 }
@@ -93,18 +83,18 @@ void NaiveRules::Insert(const NaiveRule& rule) {
     groups_.push_back({{rule}});
     return;
   }
-  for (SubGroup& sub : *group) {
+  const auto isDuplicate = [&](const NaiveRule& other) {
+    return other.contains1 == rule.contains1 && other.contains2 == rule.contains2 && other.endsWith == rule.endsWith &&
+           (other.doesNotContain == "*") == (rule.doesNotContain == "*");
+  };
+  for (auto& sub : *group) {
     if (sub[0].extension != rule.extension) continue;
-    const bool known = std::ranges::any_of(sub, [&](const NaiveRule& other) { return AreDuplicates(other, rule); });
-    if (!known) sub.insert(sub.begin() + 1, rule);
+    if (std::ranges::none_of(sub, isDuplicate)) sub.insert(sub.begin() + 1, rule);
     return;
   }
-  if (rule.extension == "*") {
-    group->push_back({rule});
-  } else {
-    const bool goesFirst = group->size() == 1 && (*group)[0][0].extension == "*";
-    group->insert(group->begin() + (goesFirst ? 0 : 1), {rule});
-  }
+  const bool goesFirst = group->size() == 1 && (*group)[0][0].extension == "*";
+  const auto place = rule.extension == "*" ? group->end() : group->begin() + (goesFirst ? 0 : 1);
+  group->insert(place, {rule});
 }
 
 bool NaiveRules::Wants(const std::string& fullPath) {
@@ -116,7 +106,7 @@ bool NaiveRules::Wants(const std::string& fullPath) {
     if (!onlyCatchAll) path = path.substr(nameEnd);
   }
   for (Group& group : groups_) {
-    for (SubGroup& sub : group) {
+    for (auto& sub : group) {
       for (NaiveRule& rule : sub) {
         if ((onlyCatchAll && rule.prefix != "*") || !Matches(rule, path)) continue;
         ++rule.hits;
@@ -130,7 +120,7 @@ bool NaiveRules::Wants(const std::string& fullPath) {
 std::vector<std::string> NaiveRules::InOrder() const {
   std::vector<std::string> shown;
   for (const Group& group : groups_) {
-    for (const SubGroup& sub : group) {
+    for (const auto& sub : group) {
       for (const NaiveRule& rule : sub) shown.push_back(rule.Shown());
     }
   }

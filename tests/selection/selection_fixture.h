@@ -1,10 +1,6 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <string_view>
-#include <vector>
+#include <initializer_list>
 
 #include "base/xml_snippets.h"
 #include "selection/rule_engine.h"
@@ -21,29 +17,28 @@ class SelectionTest : public PlatformTest {
   static std::string Rule(std::string_view prefix, std::string_view contains1 = "*", std::string_view contains2 = "*",
                           std::string_view doesNotContain = "*", std::string_view endsWith = "*",
                           std::string_view extension = "*", std::string_view osVers = "*") {
-    std::string line = "<excludefname_rule plat=\"mac\"";
-    const auto add = [&](const char* name, std::string_view value) {
-      line += std::string(" ") + name + "=\"" + TqFile::XmlEscaped(value).c_str() + "\"";
+    const auto value = [](const char* name, std::string_view text) {
+      return Joined(" ", name, "=\"", TqFile::XmlEscaped(text), "\"");
     };
-    add("osVers", osVers);
-    add("skipFirstCharThenStartsWith", prefix);
-    add("contains_1", contains1);
-    add("contains_2", contains2);
-    add("doesNotContain", doesNotContain);
-    add("endsWith", endsWith);
-    add("hasFileExtension", extension);
-    return line + " />\n";
+    return Joined("<excludefname_rule plat=\"mac\"", value("osVers", osVers),
+                  value("skipFirstCharThenStartsWith", prefix), value("contains_1", contains1),
+                  value("contains_2", contains2), value("doesNotContain", doesNotContain), value("endsWith", endsWith),
+                  value("hasFileExtension", extension), " />\n")
+        .c_str();
   }
-  static bool Parse(const std::string& rules, std::string_view dataSet = "set", bool allowEmpty = false) {
+  static bool Parse(const std::string& rules, std::string_view dataSet = "set") {
     const TqString text("<tqexclusions>\n" + rules + "</tqexclusions>\n");
-    return TqInfoManager::ParseExcludeFileNameRules(&text, tqRules, &count, dataSet, allowEmpty);
+    return TqInfoManager::ParseExcludeFileNameRules(&text, tqRules, &count, dataSet);
   }
   static bool Wanted(const std::string& path) {
     return TqInfoManager::UserWantsThisFileBackedUpEx(TqString(path), 1, 1'000'000, tqRules, count);
   }
   void WriteSettings(const std::string& elements) {
-    fake.WriteFile(Data("tqinfo.xml"),
-                   "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<tqinfo>\n" + elements + "</tqinfo>\n");
+    fake.WriteFile(Data("tqinfo.xml"), "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n" + elements);
+  }
+
+  void ExpectLogged(std::initializer_list<std::string> texts) {
+    for (const std::string& text : texts) EXPECT_TRUE(Logged(text)) << text;
   }
 
   static constexpr TqExcludeFilenameRule* tqRules = TqInfoManager::tqExcludeFilenameRules;
