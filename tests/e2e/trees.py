@@ -61,7 +61,7 @@ def plant_hostile(root, folder):
     for name in (b"dir\nfeed/inside.txt", b"dir\rreturn/inside.txt", b"dir\\slash/inside.txt", b"dir\\slash/sub\\dir/deep.txt",
                  b"trailing\\/hidden.txt", b"\\leading/hidden.txt", b"lone_-backslash-_name/inside.txt",
                  b"Backups.backupdb/gone.txt", b"x.MobileBackups/gone.txt", b"WD SmartWare.swstor/gone.txt",
-                 b"backups.BACKUPDB/kept.txt", b"d\xff\xfe/inside.txt", b"  /inside.txt", b"dot./x", b".../x",
+                 b"backups.BACKUPDB/kept.txt", b"d\xff\xfe/inside.txt", b"  /inside.txt", b"folder./x", b"..../x",
                  b"N" * 255 + b"/" + b"m" * 255):
         file(name)
     os.makedirs(root.path(base + b"empty"))

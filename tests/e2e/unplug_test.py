@@ -58,7 +58,7 @@ class AwayBeforeTheRun(ScanCase):
         volumes = {name: Volume(f"/Volumes/{name}/", f"v{0x100 + number:03x}" + "b" * 24) for number, name in enumerate(fates)}
         never, gone = Volume("/Volumes/Never/", "v1aa" + "c" * 24), Volume("/Volumes/Gone/", "v1bb" + "d" * 24)
         root.select(root.SYSTEM, attached, *volumes.values(), never)
-        root.write_registry((never, 2), *((volumes[name], days) for name, days in fates.items()))
+        root.write_registry((attached, 40), (never, 2), *((volumes[name], days) for name, days in fates.items()))
         for name, volume in volumes.items():
             root.write(root.list_path(volume), list_text(1, volume.mount + "kept " + name))
         root.write(root.list_path(gone), list_text(1, gone.mount + "deselected"))

@@ -58,7 +58,7 @@ TEST_F(CommandsTest, WordsAreExactAndHaveTheirStage) {
   EXPECT_EQ(Call(Words({"-oswithdetail"}), TqStage::kBeforeSettings), 0);
   EXPECT_EQ(out, "OSwithDetail: MacOsX-10.15.7\n");
   EXPECT_EQ(FindCommand(Words({"-version"}), TqStage::kAfterSettings), nullptr);
-  for (const char* word : {"-Version", "-versions", "version", "", "-usetimemachineexcludes"}) {
+  for (const char* word : {"-Version", "-versions", "version", ""}) {
     EXPECT_EQ(FindCommand(Words({word}), TqStage::kBeforeSettings), nullptr) << word;
     EXPECT_EQ(FindCommand(Words({word}), TqStage::kAfterSettings), nullptr) << word;
   }

@@ -115,6 +115,7 @@ TEST_F(ListSwapTest, RenamesAreTriedTwelveTimes) {
   TqListSwapper(plan, output).SwapInAllLists();
   EXPECT_EQ(fake.ReadFile(kDataList), "new");
   EXPECT_EQ(CountLogged("ERROR: failures AtomicMove per-Vol filelist: "), 3);
+  EXPECT_EQ(fake.sleepsMicros.size(), 22U) << "no pause behind the last attempt";
 }
 
 TEST_F(ListSwapTest, EarlySwapNeedsTheWholeWalkOfTheDefconVolume) {
