@@ -104,7 +104,7 @@ class MacRoot:
         self.lists = self.data + "tqfilelists/"
         self.reports = self.data + "tqreports/"
         self.volumes_made = 0
-        self._root = tempfile.mkdtemp(prefix="tqfilelist_e2e_")
+        self._root = tempfile.mkdtemp(prefix="tqfilelist_e2e_", dir="/tmp")
         self._running = []
         self._mount("-t", "tmpfs", "-o", "mode=0755,size=1g", "tqroot", self._root)
         atexit.register(self.close)
