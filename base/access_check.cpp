@@ -58,3 +58,17 @@ bool TqSystem::LoginCanRead(std::string_view login, std::string_view path, TqStr
   detail = allowed ? TqString("mode_bits_allow") : Joined("mode_bits_deny_at=", deniedAt);
   return allowed;
 }
+
+TqString TqSystem::CurrentLoginName() {
+  platform::LoginFacts login;
+  return platform::TheMachine().CurrentLogin(login) ? TqString(login.name)
+                                                    : Joined(platform::TheMachine().EffectiveUserId());
+}
+
+bool TqSystem::CurrentLoginIsAdministrator() {
+  if (platform::TheMachine().EffectiveUserId() == 0) return true;
+  platform::LoginFacts login;
+  if (!platform::TheMachine().CurrentLogin(login)) return false;
+  return std::any_of(login.groupNames.begin(), login.groupNames.end(),
+                     [](const std::string& group) { return group == "admin" || group == "sudo" || group == "wheel"; });
+}

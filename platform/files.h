@@ -126,6 +126,11 @@ class Files {
   /// Non-blocking exclusive advisory lock on the whole file; EWOULDBLOCK when another holder has it.
   virtual int TryLockExclusive(int descriptor) = 0;
 
+  /// All bytes of the resource fork; ENOTSUP on systems without one.
+  virtual int ReadResourceFork(const char* path, std::string& bytes) = 0;
+  /// Whether the system's code-signing services find a valid signature; always false on systems without such services.
+  virtual bool HasValidCodeSignature(const char* path) = 0;
+
   virtual int Rename(const char* from, const char* to) = 0;
   virtual int Unlink(const char* path) = 0;
   /// One level; gets exactly `mode`, whatever the umask. EEXIST when the name is taken.

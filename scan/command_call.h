@@ -3,8 +3,13 @@
 #include <cstdio>
 #include <string_view>
 
+#include "base/log.h"
+#include "base/string.h"
 #include "base/vector.h"
 #include "scan/run_state.h"
+
+/// Prints `text`, with exactly one line end behind it.
+void PrintLine(std::FILE* out, std::string_view text);
 
 /// What a command works with: its operands, where it prints, and the run state for those that lead into the scan run.
 struct TqCommandCall {
@@ -19,7 +24,17 @@ struct TqCommandCall {
   std::int32_t OperandCount() const { return arguments.Count() - 1; }
   /// Operand `number`, from 1 on; empty when it is missing.
   const TqString& Operand(std::int32_t number) const { return arguments.At(number); }
-};
 
-/// Prints `text`, with exactly one line end behind it.
-void PrintLine(std::FILE* out, std::string_view text);
+  /// Prints the joined pieces as one text, with exactly one line end behind it.
+  template <typename... Pieces>
+  void Print(const Pieces&... pieces) const {
+    PrintLine(out, Joined(pieces...));
+  }
+  /// The same, and logs the text (without the added line end).
+  template <typename... Pieces>
+  void LogAndPrint(const Pieces&... pieces) const {
+    const TqString text = Joined(pieces...);
+    TqLog::LogLine(text);
+    PrintLine(out, text);
+  }
+};

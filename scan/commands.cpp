@@ -1,67 +1,11 @@
 #include "scan/commands.h"
 
-#include "base/system_info.h"
+#include "scan/file_reports.h"
 #include "scan/scan_run.h"
+#include "scan/system_reports.h"
+#include "scan/volume_reports.h"
 
 namespace {
-
-/// On purpose without several commands that are meant for the client's own programs only.
-constexpr std::string_view kUsageLines[] = {
-    "Usage: tqfilelist [-h] [-<other options described below>]",
-    "",
-    " -h generates this message",
-    " -version prints out the version",
-    " -oswithdetail prints out the Operating System information",
-    " -first_install_time_urgent flag that is exclusively for the installer",
-    " -urgent_refresh_all as fast as possible produce filelists starting fresh",
-    " -is64bit tells you whether this process is 64 bit or not",
-    " -merge_exclude_rules makes sure the tqmergeblock have been merged",
-    " -attempt_run_tqtransmit64 executes tqtransmit64 with useful output",
-    " -log_install_event records that an install or auto-update happened",
-    " -diagnose_read_problem <filename> explains why this file cannot be read",
-    " -create_tqserv_perm_report see if tqserv can read what it needs to read",
-    " -open_file_exclusive <filename> open file and hold exclusively (deny others)",
-    " -fileinfo <filename> prints out some information about the file",
-    " -dllinfo <filename> prints out some information about the dll file",
-    " -dirlist <dirname> prints out contents of directory",
-    " -dirlistdetail <dirname> prints out contents of directory",
-    " -copy_rsrc_fork <orig_fname> <dst_filename> copies resource fork out of file",
-    " -listvolumes prints a list of interesting top level hard drive partitions",
-    " -queryattachedvolumes queries currently attached hard drive partitions",
-    " -pingdrives_thatare_selectedforbackup touches all drives that are in backup",
-    " -volumeinfo <mountpoint> prints out some information about the volume",
-    " -getvolumeinfofromfilename <absFileName> prints cached vol info based on fname",
-    " -assignvolumeguid <mountpoint> creates the .tqvol directory on the volume",
-    " -assignvolumeguid_hex <mountpointEncodedAsHex> same functionality as above",
-    " -clone_tqvol_to_datadir copies the .tqvol directory on the root volume",
-    " -update_tqvolumes_xml queries attached drives and updates tqvolumes.xml",
-    " -update_tqdefcon_xml updates tqreports/tqdefcon.xml",
-    " -checkcodesignature <fileNameOfFileToCheck> verifies signature",
-    " -usetimemachineexcludes exludes files in list also excluded by Time Machine",
-    " -printMemUsage exercises Kestrune cross platform memory usage function",
-    "",
-    " -grep <string> <fileName> looks through this file",
-    " -igrep <string> <fileName> ignore case while looking",
-    "",
-    " -explainfile <fileThatShouldBeBackedUp> <generatedReportFileName> explains all",
-    " -retentioninfo",
-    "",
-};
-
-int PrintUsage(TqCommandCall& call) {
-  for (const std::string_view line : kUsageLines) PrintLine(call.err, line);
-  return 1;
-}
-
-int PrintVersion(TqCommandCall& call) {
-  PrintLine(call.out, Joined("VERSION: ", TqVersionString()));
-  return 0;
-}
-
-int PrintOsWithDetail(TqCommandCall& call) {
-  PrintLine(call.out, Joined("OSwithDetail: ", TqSystem::OsDetailText()));
-  return 0;
-}
 
 int ScanAtFirstInstall(TqCommandCall& call) {
   call.run.firstInstall = true;
@@ -74,14 +18,61 @@ int ScanUrgently(TqCommandCall& call) {
   RunScan(call.run);
 }
 
+/// On purpose no way into the scan: the word is known, its flag is read by nobody, and scripts rely on this answer.
+int RefuseTimeMachineExcludes(TqCommandCall& call) {
+  call.Print("Unknown arg: ", call.Word());
+  return 0;
+}
+
 constexpr TqStage kBefore = TqStage::kBeforeSettings;
+constexpr TqStage kAfter = TqStage::kAfterSettings;
+constexpr TqTooFew kTold = TqTooFew::kIsTold;
+constexpr TqTooFew kFalls = TqTooFew::kFallsThrough;
 
 constexpr TqCommand kCommands[] = {
-    {"-h", PrintUsage, kBefore, 0, TqTooFew::kIsTold, true},
-    {"-version", PrintVersion, kBefore},
-    {"-oswithdetail", PrintOsWithDetail, kBefore},
+    {"-h", UsageCommand, kBefore, 0, kTold, true},
+    {"-version", VersionCommand, kBefore},
+    {"-oswithdetail", OsWithDetailCommand, kBefore},
+    {"-is64bit", Is64BitCommand},
+    {"-merge_exclude_rules", MergeExcludeRulesCommand},
+    {"-attempt_run_tqtransmit64", AttemptRunTransmitCommand},
+    {"-log_install_event", LogInstallEventCommand, kAfter, 2},
+    {"-create_tqserv_perm_report", CreateServicePermissionReportCommand},
+    {"-diagnose_read_problem", DiagnoseReadProblemCommand, kAfter, 1},
+    {"-open_file_exclusive", OpenFileExclusiveCommand, kAfter, 1},
+    {"-fileinfo", FileInfoCommand, kAfter, 1},
+    {"-time", TimeCommand},
+    {"-dllinfo", DllInfoCommand, kAfter, 1},
+    {"-dirlist", DirListCommand, kAfter, 1},
+    {"-dirlistdetail", DirListDetailCommand, kAfter, 1},
+    {"-volumeinfo", VolumeInfoCommand, kAfter, 1},
+    {"-getvolumeinfofromfilename", VolumeInfoFromFilenameCommand, kAfter, 1},
+    {"-clone_tqvol_to_datadir", CloneTqVolCommand},
+    {"-assignvolumeguid", AssignVolumeGuidCommand},
+    {"-assignvolumeguid_hex", AssignVolumeGuidHexCommand},
+    {"-copy_rsrc_fork", CopyResourceForkCommand, kAfter, 2, kFalls},
+    {"-grep", GrepCommand, kAfter, 2, kFalls},
+    {"-igrep", IgrepCommand, kAfter, 2, kFalls},
+    {"-explainfile", ExplainFileCommand, kAfter, 2, kFalls},
+    {"-update_tqvolumes_xml", UpdateTqVolumesXmlCommand},
+    {"-update_tqdefcon_xml", UpdateTqDefconXmlCommand},
+    {"-pingdrives_thatare_selectedforbackup", PingDrivesCommand},
+    {"-queryattachedvolumes", QueryAttachedVolumesCommand},
+    {"-listvolumes", ListVolumesCommand},
+    {"-listvolumestofile", ListVolumesToFileCommand},
+    {"-printMemUsage", PrintMemUsageCommand},
+    {"-printRam", PrintRamCommand},
     {"-first_install_time_urgent", ScanAtFirstInstall},
     {"-urgent_refresh_all", ScanUrgently},
+    {"-listvolumesdetail", ListVolumesDetailCommand},
+    {"-retentioninfo", RetentionInfoCommand},
+    {"-fixpermissions", FixPermissionsCommand},
+    {"-checkcodesignature", CheckCodeSignatureCommand},
+    {"-usetimemachineexcludes", RefuseTimeMachineExcludes},
+    {"-listtimemachineuuids", ListTimeMachineUuidsCommand},
+    {"-istranslatedprocess", IsTranslatedProcessCommand},
+    {"-archstring", ArchStringCommand},
+    {"-localeinfo", LocaleInfoCommand},
 };
 
 bool Matches(const TqCommand& command, const TqStringVector& arguments) {
@@ -107,6 +98,6 @@ const TqCommand* FindCommand(const TqStringVector& arguments, TqStage stage) {
 
 int RunCommandOfTable(const TqCommand& command, TqCommandCall& call) {
   if (call.OperandCount() >= command.operandsNeeded) return command.run(call);
-  PrintLine(call.out, Joined("Must have additional arg for: ", call.Word()));
+  call.Print("Must have additional arg for: ", call.Word());
   return 0;
 }

@@ -53,21 +53,21 @@ Number LeadingNumber(std::string_view text) {
   return number;
 }
 
-/// An attribute of the whole file's text, "0" (logged with `logName`) when it is missing.
-TqString StatOf(const TqString& xml, std::string_view attribute, std::string_view logName, std::string_view path) {
+/// An attribute of the whole file's text; "0" when it is missing, logged in the given words.
+TqString StatOf(const TqString& xml, std::string_view attribute, std::string_view missing, std::string_view path) {
   TqString value;
   if (TqFile::GetUniqueStrAttrFromXmlSnippet(xml, attribute, value)) return value;
-  Log("ERROR: ReadTopDirsXmlFile - no attr ", logName, " in:", path);
+  Log("ERROR: ReadTopDirsXmlFile - no attr ", missing, path);
   return "0";
 }
 
 void ReadStats(const TqString& xml, std::string_view path, TqTopDirsList& list) {
-  list.millis_to_produce = LeadingNumber<std::int64_t>(StatOf(xml, "millis_to_produce", "millis_to_produce", path));
+  list.millis_to_produce = LeadingNumber<std::int64_t>(StatOf(xml, "millis_to_produce", "millis_to_produce in:", path));
   // On purpose: written in hexadecimal, read as the decimal digits before the first letter.
-  list.gmt_millis = LeadingNumber<std::int64_t>(StatOf(xml, "gmt_millis", "gmt_millis", path));
-  list.next_to_index = LeadingNumber<std::int32_t>(StatOf(xml, "next_to_index", "next_to_index", path));
+  list.gmt_millis = LeadingNumber<std::int64_t>(StatOf(xml, "gmt_millis", "gmt_millis in:", path));
+  list.next_to_index = LeadingNumber<std::int32_t>(StatOf(xml, "next_to_index", "next_to_index in:", path));
   list.num_times_mount_points_verified =
-      LeadingNumber<std::int32_t>(StatOf(xml, "num_times_mount_points_verified", "num_times_mount_points_ver", path));
+      LeadingNumber<std::int32_t>(StatOf(xml, "num_times_mount_points_verified", "num_times_mount_points_ver:", path));
   if (list.next_to_index >= 0) return;
   Log("WARNING: ReadTopDirsXmlFile, ", ProcessIdText(),
       " stat_nextDirToIndex was read out neg, fixed to zero: ", list.next_to_index);

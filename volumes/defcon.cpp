@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "base/clock.h"
+#include "base/fast_file_reader.h"
 #include "base/file_info.h"
 #include "base/file_io.h"
 #include "base/install_record.h"
@@ -57,6 +58,13 @@ void RateSeen(const TqVolumeInfoList& registry, std::int64_t now, TqVolumeInfo& 
       known != nullptr ? DaysSince(now, known->lastTimeVolumeWasSeenAttachedGmtMillis, "drive was seen", volume) : -1;
 }
 
+/// A list's first line; lists can be larger than a text may be, so never the whole file.
+bool ReadFirstLineOfList(const TqString& path, TqString& line) {
+  TqFastFileReader reader;
+  reader.TqSetRamCacheSize(10'000, nullptr);
+  return reader.TqOpenFileReadOnly(path, nullptr) && reader.TqReadNextLine(&line, nullptr);
+}
+
 /// False (logged) when the volume's list is there but does not tell its age.
 bool RateListed(std::int64_t now, TqVolumeInfo& volume) {
   constexpr std::string_view kMarker = "GmtMillisThisListWasStarted: ";
@@ -66,7 +74,7 @@ bool RateListed(std::int64_t now, TqVolumeInfo& volume) {
     return true;
   }
   TqString firstLine;
-  if (!Retry(10, 1'000, [&](int) { return TqFile::ReadFirstLine(path, firstLine); })) {
+  if (!Retry(10, 1'000, [&](int) { return ReadFirstLineOfList(path, firstLine); })) {
     Log("ERROR: ", kUpdater, "- could not read per-volume filelist so bailing out, mountName=", volume.mountPointPath);
     return false;
   }

@@ -38,8 +38,9 @@ class ScanTest : public PlatformTest {
 
  private:
   void WriteIdentity(const std::string& folder, const std::string& vguid) {
-    fake.WriteFile(folder + "/tqvol_id.xml",
-                   "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<contents>\n<readme txt=\"keep\" />\n<tqvolume vguid=\"" +
-                       vguid + "\" associated_hguid=\"" + kHostGuid + "\" />\n</contents>\n");
+    fake.WriteFile(
+        folder + "/tqvol_id.xml",
+        "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<contents>\n<readme txt=\"keep\" />\n<tqvolume vguid=\"" + vguid +
+            "\" associated_hguid=\"" + kHostGuid + "\" />\n</contents>\n");
   }
 };
