@@ -64,6 +64,7 @@ bool MayMatch(const TqExcludeFilenameRule& group, const JudgedPath& judged) {
 bool PrefixMatches(const TqExcludeFilenameRule& group, const WorkingPath& working) {
   const char* prefix = group.skipFirstCharThenStartsWith;
   if (prefix == nullptr) return true;
+  if (working.view.empty()) return false;  // no memory for the copy
   const char* path = working.text + 1;
   for (std::int32_t i = 0; i < kMaxPrefixCompared; ++i) {
     if (prefix[i] == '\0') return true;
