@@ -31,16 +31,12 @@ constexpr std::array<std::uint32_t, 256> kCrcTable = MakeCrcTable();
 }  // namespace
 
 TqHashTable::TqHashTable(std::int32_t bucketCount, ReleaseValue release) : release_(release) {
-  bucketCount_ = std::clamp(bucketCount, 1, kMaxBuckets);
-  buckets_ = static_cast<Node**>(std::calloc(static_cast<std::size_t>(bucketCount_), sizeof(Node*)));
-  if (buckets_ == nullptr) {
-    bucketCount_ = kReducedBuckets;
-    buckets_ = static_cast<Node**>(std::calloc(static_cast<std::size_t>(bucketCount_), sizeof(Node*)));
+  for (const std::int32_t count : {std::clamp(bucketCount, 1, kMaxBuckets), kReducedBuckets}) {
+    buckets_ = static_cast<Node**>(std::calloc(static_cast<std::size_t>(count), sizeof(void*)));
+    bucketCount_ = buckets_ != nullptr ? count : 0;
+    if (buckets_ != nullptr) break;
   }
-  if (buckets_ == nullptr) {
-    bucketCount_ = 0;
-    return;
-  }
+  if (buckets_ == nullptr) return;
   arenaSize_ = std::clamp(bucketCount_ * kArenaBytesPerBucket, kMinArenaBytes, kMaxArenaBytes);
   arena_ = static_cast<char*>(std::malloc(static_cast<std::size_t>(arenaSize_)));
   if (arena_ == nullptr) arenaSize_ = 0;

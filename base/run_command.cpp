@@ -80,9 +80,14 @@ std::unique_ptr<TqString> RunAndWait(const TqString& line, const TqString& outpu
   return ReadOutput(outputPath);
 }
 
+/// Neither ended nor unknown to the system (then there is nothing left to wait for).
+bool IsRunning(const platform::ChildStatus& status) {
+  return !status.ended && status.pid != -1;
+}
+
 platform::ChildStatus WaitForChild(int child, std::int64_t timeoutMillis) {
   platform::ChildStatus status = platform::TheMachine().PollChild(child);
-  for (std::int64_t waited = 0; !status.ended && waited < timeoutMillis; waited += kPollMillis) {
+  for (std::int64_t waited = 0; IsRunning(status) && waited < timeoutMillis; waited += kPollMillis) {
     TqSystem::SleepMillis(kPollMillis);
     status = platform::TheMachine().PollChild(child);
   }
@@ -96,11 +101,11 @@ void KillAndReap(int child, std::string_view outputPath) {
     Log("ERROR: RunCommand unable to kill child proc(", child, ") errno = ", error);
   }
   platform::ChildStatus status = platform::TheMachine().PollChild(child);
-  for (std::int64_t waited = 0; !status.ended && waited < kReapLimitMicros; waited += kReapPollMicros) {
+  for (std::int64_t waited = 0; IsRunning(status) && waited < kReapLimitMicros; waited += kReapPollMicros) {
     TqSystem::SleepMicros(kReapPollMicros);
     status = platform::TheMachine().PollChild(child);
   }
-  if (!status.ended) {
+  if (IsRunning(status)) {
     Log("Child process could not be killed. defunct process likely to occur.  Look for pid(", child, ").");
   }
   Log("After kill childpid(", child, ") returnpid(", status.pid, "status:", status.status);
@@ -111,13 +116,13 @@ std::unique_ptr<TqString> RunWithTimeout(const TqString& line, const TqString& o
   int error = 0;
   const int child = platform::TheMachine().StartShell(line.c_str(), error);
   if (child == -1) {
-    Log("ERROR: TqSystem::RunCommand, execl() call failed, errno=", error);
+    Log("ERROR: TqSystem::RunCommand, execl() call failed");
     TqFile::DeleteFile(outputPath);
     return nullptr;
   }
   const platform::ChildStatus status = WaitForChild(child, std::int64_t{timeoutSeconds} * 1000);
   Log("returnpid:", status.pid, " childpid:", child, " timeout:", timeoutSeconds, " status:", status.status);
-  if (!status.ended) KillAndReap(child, outputPath);
+  if (IsRunning(status)) KillAndReap(child, outputPath);
   std::unique_ptr<TqString> output = ReadOutput(outputPath);
   TqFile::DeleteFile(outputPath);
   return output;

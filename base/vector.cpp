@@ -138,7 +138,7 @@ bool TqStringVector::Ensure(std::int64_t need) {
   if (need <= capacity_) return true;
   const std::int64_t capacity = GrowthFor(need);
   void* grown = nullptr;
-  if (capacity <= INT32_MAX) grown = std::realloc(items_, static_cast<std::size_t>(capacity) * sizeof(TqString*));
+  if (capacity <= INT32_MAX) grown = std::realloc(items_, static_cast<std::size_t>(capacity) * sizeof(void*));
   if (grown == nullptr) {
     Clear();
     return false;
@@ -195,7 +195,7 @@ TqString* TqStringVector::Detach(std::int32_t index) {
 }
 
 void TqStringVector::Sort(TqVector::Compare compare) {
-  if (count_ >= 2) std::qsort(items_, static_cast<std::size_t>(count_), sizeof(TqString*), compare);
+  if (count_ >= 2) std::qsort(items_, static_cast<std::size_t>(count_), sizeof(void*), compare);
 }
 
 std::int32_t TqStringVector::Find(std::string_view text) const {

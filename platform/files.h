@@ -91,8 +91,9 @@ class Files {
  public:
   virtual ~Files() = default;
 
-  /// Lists `path`, asking one attribute query per entry relative to the open directory. The directory is closed on
-  /// return.
+  /// Lists `path` (a final link is followed), asking one attribute query per entry relative to the open directory,
+  /// which is closed on return. A directory that is removed meanwhile just ends. A visitor may list in turn, but each
+  /// level of that costs a buffer of its own: walkers collect first and descend afterwards.
   virtual ListResult ListDirectory(const char* path, EntryVisitor& visitor) = 0;
 
   /// The same query for one path. ENOENT when nothing has that name.
@@ -124,6 +125,11 @@ class Files {
   virtual int ChangeDescriptorMode(int descriptor, unsigned mode) = 0;
   /// Non-blocking exclusive advisory lock on the whole file; EWOULDBLOCK when another holder has it.
   virtual int TryLockExclusive(int descriptor) = 0;
+
+  /// All bytes of the resource fork; ENOTSUP on systems without one.
+  virtual int ReadResourceFork(const char* path, std::string& bytes) = 0;
+  /// Whether the system's code-signing services find a valid signature; always false on systems without such services.
+  virtual bool HasValidCodeSignature(const char* path) = 0;
 
   virtual int Rename(const char* from, const char* to) = 0;
   virtual int Unlink(const char* path) = 0;

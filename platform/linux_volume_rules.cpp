@@ -7,32 +7,29 @@
 namespace platform {
 namespace {
 
-using std::string_view_literals::operator""sv;
-
 constexpr std::string_view kVolumesFolder = "/Volumes/";
 
-constexpr std::string_view kWindowsShareTypes[] = {"cifs"sv, "smb3"sv, "smbfs"sv};
+constexpr std::string_view kWindowsShareTypes[] = {"cifs", "smb3", "smbfs"};
 
 constexpr std::string_view kNetworkTypes[] = {
-    "nfs"sv,  "nfs4"sv, "cifs"sv,   "smb3"sv,      "smbfs"sv, "ncpfs"sv, "afs"sv,
-    "coda"sv, "ceph"sv, "lustre"sv, "glusterfs"sv, "davfs"sv, "gpfs"sv,
+    "nfs", "nfs4", "cifs", "smb3", "smbfs", "ncpfs", "afs", "coda", "ceph", "lustre", "glusterfs", "davfs", "gpfs",
 };
 
 // The part behind "fuse." of file systems in user space whose files lie elsewhere.
 constexpr std::string_view kRemoteFuseTypes[] = {
-    "sshfs"sv,    "s3fs"sv,    "rclone"sv,  "glusterfs"sv, "ceph"sv,      "ceph-fuse"sv,     "curlftpfs"sv,
-    "davfs"sv,    "davfs2"sv,  "gcsfuse"sv, "goofys"sv,    "smbnetfs"sv,  "mountpoint-s3"sv, "gvfsd-fuse"sv,
-    "blobfuse"sv, "juicefs"sv, "httpfs"sv,  "fuse_dfs"sv,  "httpdirfs"sv, "blobfuse2"sv,     "google-drive-ocamlfuse"sv,
+    "sshfs",    "s3fs",    "rclone",  "glusterfs", "ceph",      "ceph-fuse",     "curlftpfs",
+    "davfs",    "davfs2",  "gcsfuse", "goofys",    "smbnetfs",  "mountpoint-s3", "gvfsd-fuse",
+    "blobfuse", "juicefs", "httpfs",  "fuse_dfs",  "httpdirfs", "blobfuse2",     "google-drive-ocamlfuse",
 };
 
 constexpr std::string_view kPseudoTypes[] = {
-    "proc"sv,    "sysfs"sv,       "devtmpfs"sv, "devpts"sv, "cgroup"sv,     "cgroup2"sv,  "securityfs"sv,
-    "debugfs"sv, "tracefs"sv,     "configfs"sv, "bpf"sv,    "pstore"sv,     "mqueue"sv,   "hugetlbfs"sv,
-    "fusectl"sv, "binfmt_misc"sv, "autofs"sv,   "nsfs"sv,   "rpc_pipefs"sv, "efivarfs"sv, "selinuxfs"sv,
+    "proc",    "sysfs",       "devtmpfs", "devpts", "cgroup",     "cgroup2",  "securityfs",
+    "debugfs", "tracefs",     "configfs", "bpf",    "pstore",     "mqueue",   "hugetlbfs",
+    "fusectl", "binfmt_misc", "autofs",   "nsfs",   "rpc_pipefs", "efivarfs", "selinuxfs",
 };
 
 constexpr std::string_view kCaseInsensitiveTypes[] = {
-    "vfat"sv, "msdos"sv, "exfat"sv, "ntfs"sv, "ntfs3"sv, "fuseblk"sv, "hfs"sv, "hfsplus"sv,
+    "vfat", "msdos", "exfat", "ntfs", "ntfs3", "fuseblk", "hfs", "hfsplus",
 };
 
 template <std::size_t count>

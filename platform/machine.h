@@ -35,6 +35,15 @@ struct LoginFacts {
   std::vector<std::string> groupNames;  ///< parallel; empty texts for groups without a name
 };
 
+/// How the system and its user write dates; the samples are 2021-05-27 12:34:56, 12:34 and 2021-05-27 formatted as GMT.
+struct LocaleTexts {
+  std::string systemLocale;
+  std::string preferredLocale;  ///< empty when there is none
+  std::string dateTimeSample;
+  std::string timeSample;
+  std::string dateSample;
+};
+
 class Machine {
  public:
   virtual ~Machine() = default;
@@ -45,6 +54,10 @@ class Machine {
   virtual void SleepMicros(std::int64_t micros) = 0;
   /// Seconds that local time is ahead of GMT at `gmtSeconds` since 1970.
   virtual std::int64_t LocalOffsetSeconds(std::int64_t gmtSeconds) = 0;
+
+  /// The local zone's abbreviation at `gmtSeconds` since 1970.
+  virtual std::string TimeZoneName(std::int64_t gmtSeconds) = 0;
+  virtual LocaleTexts DescribeLocale() = 0;
 
   virtual int ProcessId() = 0;
   virtual unsigned EffectiveUserId() = 0;
@@ -80,7 +93,8 @@ class Machine {
   /// Runs `line` with the system shell and waits. The result is `system`'s, -1 for a failed start (`error` gets the
   /// errno).
   virtual int RunShellAndWait(const char* line, int& error) = 0;
-  /// Starts "/bin/sh -c line" in a process group of its own. The result is the child's id, or -1 with `error` set.
+  /// Starts "/bin/sh -c line" in a process group of its own. The result is the child's id, or -1 with `error` set (also
+  /// when there is no such shell to run).
   virtual int StartShell(const char* line, int& error) = 0;
   /// Non-blocking look at a child started by StartShell.
   virtual ChildStatus PollChild(int pid) = 0;

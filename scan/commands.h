@@ -1,34 +1,34 @@
 #pragma once
 
 // The command table: what the first argument means. Only the first argument selects; the second and third are its
-// operands.
+// operands, further ones are ignored.
 
-#include <cstdio>
 #include <span>
-#include <string_view>
 
 #include "base/vector.h"
+#include "scan/command_call.h"
 
-/// What a command works with: its operands and where it prints.
-struct TqCommandCall {
-  std::string_view word;            ///< as typed
-  const TqStringVector& arguments;  ///< all arguments, the word at index 0
-  std::FILE* out;                   ///< standard output
-  std::FILE* err;                   ///< standard error (usage text alone)
+/// When a command is tested.
+enum class TqStage { kBeforeSettings, kAfterSettings };
+
+/// What becomes of a command with too few operands.
+enum class TqTooFew {
+  kIsTold,        ///< "Must have additional arg for: " + word, status 0
+  kFallsThrough,  ///< it does not match, testing goes on
 };
 
 struct TqCommand {
   std::string_view word;
-  int operandsNeeded;               ///< with fewer the command does not match and testing goes on
-  bool beforeSettings;              ///< tested before the settings are loaded
-  bool matchesByPrefix;             ///< any word that begins so (-h)
   int (*run)(TqCommandCall& call);  ///< gives the exit status
+  TqStage stage = TqStage::kAfterSettings;
+  std::int32_t operandsNeeded = 0;
+  TqTooFew tooFew = TqTooFew::kIsTold;
+  bool matchesByPrefix = false;  ///< any word that begins so
 };
 
 /// In the order of testing.
 std::span<const TqCommand> Commands();
-/// The command that the call selects among those before or after the loading of the settings, or null.
-const TqCommand* FindCommand(const TqStringVector& arguments, bool beforeSettings);
-
-/// Prints `text`, with exactly one line end behind it.
-void PrintLine(std::FILE* out, std::string_view text);
+/// The command that the arguments select in that stage, or null.
+const TqCommand* FindCommand(const TqStringVector& arguments, TqStage stage);
+/// Runs it, or tells that operands are missing; gives the exit status.
+int RunCommandOfTable(const TqCommand& command, TqCommandCall& call);

@@ -39,6 +39,7 @@ class TqCategoryTables {
 
  private:
   std::array<std::unique_ptr<TqHashTable>, kNamedCategories> tables_;
+  mutable TqString extension_;  ///< scratch of CategoryOf, so that a file costs no allocation
 };
 
 /// Fills the ten tables from the settings file's `filesetdef` elements (problems are logged; tables stay empty then).

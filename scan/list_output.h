@@ -32,8 +32,10 @@ class TqListOutput {
   }
   /// After a directory's file pass: flushes a buffer above kFlushAbove, and any when buffering is off.
   void FlushIfLarge(std::string_view listPath);
-  /// Appends `text` directly (start line); a failure counts as above.
+  /// Appends `text` directly (start line, lines of the large-file list); a failure counts as above.
   void AppendDirectly(std::string_view listPath, std::string_view text);
+  /// Notes that lines of the list were lost; logs it once per list.
+  void NoteBroken(std::string_view listPath);
   /// Whether every append to `listPath` (a `.future` path) succeeded.
   bool IsWhole(std::string_view listPath) const { return brokenLists_.Find(listPath) < 0; }
 
@@ -52,7 +54,7 @@ class TqListOutput {
     platform::MountIdentity identity;
     bool interrupted = false;
   };
-  void NoteBroken(std::string_view listPath);
+  const NotedMount* FindMount(std::string_view volumePath) const;
 
   bool bufferingOff_;
   TqString buffer_;

@@ -1,46 +1,40 @@
 #pragma once
 
-// What happens to whole list files: swapping finished ones in, discarding leftovers, removing those of deselected
-// volumes, aging out unseen volumes, standing in for missing ones.
+// What happens to the other files of the lists folder: leftovers of earlier runs, lists of volumes that are no longer
+// selected, stubs for volumes unseen for long and for lists that are missing. A stub tells the uploader that the volume
+// has no files any more, so each of them is written only when the settings and the registry could be read for certain.
 
-#include <cstdint>
 #include <string_view>
 
 #include "base/string.h"
 #include "base/vector.h"
-#include "scan/list_output.h"
-#include "scan/run_state.h"
-#include "scan/top_dirs.h"
+#include "scan/list_swap.h"
 #include "volumes/volume_info.h"
 
-/// The run's swaps with their own memory of GUIDs already handled (lower-cased).
-class TqListSwapper {
- public:
-  TqListSwapper(const TqTopDirsList& list, const TqListOutput& output) : list_(list), output_(output) {}
-  /// Swaps in the list of every volume that was not handled yet.
-  void SwapInAllLists();
-  /// After entry `index`: swaps the elevated defcon volume's list in when its walk is complete.
-  void SwapInDefconListEarly(TqRunState& run, std::int32_t index, const TqVolumeInfo* defconVolume);
-  bool WasSwappedIn(std::string_view vguid) const;
-
- private:
-  struct Wording;
-  bool SwapIn(std::int32_t index, const Wording& wording);
-  bool IsStillTheSameVolume(std::int32_t index) const;
-
-  const TqTopDirsList& list_;
-  const TqListOutput& output_;
-  TqStringVector handled_;
-  TqStringVector swappedIn_;
-};
-
-/// bigfilelist.dat.future onto bigfilelist.dat.
-void SwapInBigFileList();
-/// Deletes the regular files of tqfilelists whose names end with one of the `.future` forms of lists.
+/// Deletes the leftover `.future` lists (per volume, complete, large-file) that a new plan must not append to.
 void DeleteFutureLists();
-/// Deletes every regular file of tqfilelists whose name ends with ".future" or ".future_aside"; gives the names seen in
-/// `names`.
+/// Renames completefilelist.dat, the single list of old versions, to `.future` and deletes both names.
+void DeleteOldCompleteList();
+/// Deletes every regular file of the lists folder whose name ends with ".future" or ".future_aside". `names` gets the
+/// names of all regular files seen.
 void DeleteAllFutureFiles(TqStringVector& names);
-/// Lists of volumes that the settings no longer select, stubs for volumes unseen for long, stubs for missing lists.
-/// `names` are the folder's file names. Does nothing when the settings cannot be read again or select no volume.
-void KeepUpLists(const TqStringVector& names, const TqListSwapper& swapper);
+
+/// Reads the settings again and gives the volumes they select, attached or not. Empty (logged) when the settings cannot
+/// be read, are cut off, or hold no valid volume: nothing is deleted or aged out then.
+void ReadSelectionAgain(TqVolumeInfoList& selected);
+/// Deletes those lists among `names` whose volume is not among `selected`; does nothing when none is.
+void DeleteListsOfDeselectedVolumes(const TqStringVector& names, const TqVolumeInfoList& selected);
+
+/// How long the account keeps the files of an unplugged drive.
+struct TqRetentionPolicy {
+  TqString text;  ///< the retention setting as it is logged
+  bool twoDayTest = false;
+  bool oneYear = false;
+};
+TqRetentionPolicy ReadRetentionPolicy();
+
+/// Replaces the lists of selected volumes that were not seen for long (but below 500 days) by stubs.
+void WriteStubsForUnseenVolumes(const TqVolumeInfoList& selected, const TqRetentionPolicy& policy,
+                                const TqListSwapper& swapper);
+/// Writes a stub for each selected volume without any list; waits 5,000 ms per such volume for one to appear.
+void WriteStubsForMissingLists(const TqVolumeInfoList& selected);

@@ -35,9 +35,16 @@ class TqTopDirsList {
   void Clear();
 };
 
+/// What stands for a backslash in file lists and walked paths.
+inline constexpr std::string_view kBackslashStandIn = "_-backslash-_";
+
 /// The form in which an entry's path is walked and compared with a trigger directory: one trailing "/" dropped (never
 /// from "/"), every backslash replaced by "_-backslash-_".
 TqString WalkPathOfTopDir(std::string_view path);
+
+/// The GUID of the first attached volume of `volumes` that a path lies on; empty (logged in the name of `caller`) when
+/// there is none.
+TqString VguidOfPath(const TqVolumeInfoList& volumes, std::string_view path, std::string_view caller);
 
 /// Whether the macOS skip rules leave a first-level directory (path ends in "/") out of the plan; asks the settings and
 /// rules where the tables say so.

@@ -74,7 +74,7 @@ TqExcludeFilenameRule* FindGroup(const TqParsedRule& parsed, TqExcludeFilenameRu
       Log("ERROR - TqInfoManager::ParseExcludeFileNameRules - BAD_CODE_BUG.  XML rule num=", parsed.number,
           " unknown_state_KK of parser NULL skipThenStartsWithStrPtr. j=", j,
           ",  Here is xmlSnippet : ", parsed.snippet);
-    } else if (parsed.skipFirstCharThenStartsWith == prefix) {
+    } else if (std::strcmp(parsed.skipFirstCharThenStartsWith.c_str(), prefix) == 0) {
       return &rules[j];
     }
   }

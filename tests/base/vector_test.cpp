@@ -2,98 +2,85 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace {
 
-std::vector<int> released;
+std::string released;
 
-int* Number(int value) {
-  return new int(value);
+void* Item(std::intptr_t number) {
+  return reinterpret_cast<void*>(number);
+}
+std::intptr_t Number(const void* item) {
+  return reinterpret_cast<std::intptr_t>(item);
+}
+void Release(void* item) {
+  released += std::to_string(Number(item)) + " ";
 }
 
-void ReleaseNumber(void* item) {
-  released.push_back(*static_cast<int*>(item));
-  delete static_cast<int*>(item);
-}
-
-std::vector<int> Numbers(const TqVector& vector) {
-  std::vector<int> numbers;
-  for (std::int32_t i = 0; i < vector.Count(); ++i) numbers.push_back(*static_cast<int*>(vector.Get(i)));
+std::string Content(const TqVector& vector) {
+  std::string numbers;
+  for (std::int32_t i = 0; i < vector.Count(); ++i) numbers += std::to_string(Number(vector.Get(i))) + " ";
   return numbers;
 }
 
-std::vector<std::string> Texts(const TqStringVector& vector) {
-  std::vector<std::string> texts;
-  for (const TqString* text : vector) texts.emplace_back(text->View());
-  return texts;
+std::string Content(const TqStringVector& vector) {
+  TqString texts;
+  for (const TqString* text : vector) AppendAll(texts, '[', *text, ']');
+  return texts.c_str();
 }
 
 TEST(VectorTest, OwnsOrdersAndReleasesItsElements) {
   released.clear();
   {
-    TqVector vector(ReleaseNumber);
-    EXPECT_EQ(vector.Capacity(), 0);
-    for (const int value : {5, 3, 9}) vector.Add(Number(value));
-    vector.Insert(Number(1), 3);
-    vector.Insert(Number(7), 0);
-    EXPECT_EQ(Numbers(vector), (std::vector<int>{7, 5, 3, 9, 1}));
-    EXPECT_EQ(vector.Get(5), nullptr);
-    EXPECT_EQ(vector.Get(-1), nullptr);
+    TqVector vector(Release);
+    for (const int number : {5, 3, 9}) vector.Add(Item(number));
+    vector.Insert(Item(1), 3);
+    vector.Insert(Item(7), 0);
+    vector.Insert(Item(8), 6);
+    EXPECT_EQ(Content(vector), "7 5 3 9 1 ");
+    EXPECT_TRUE(vector.Get(5) == nullptr && vector.Get(-1) == nullptr);
 
     vector.Sort([](const void* a, const void* b) {
-      return **static_cast<const int* const*>(a) - **static_cast<const int* const*>(b);
+      return static_cast<int>(Number(*static_cast<void* const*>(a)) - Number(*static_cast<void* const*>(b)));
     });
-    EXPECT_EQ(Numbers(vector), (std::vector<int>{1, 3, 5, 7, 9}));
-
-    int* const detached = static_cast<int*>(vector.Detach(1));
-    EXPECT_EQ(*detached, 3);
-    delete detached;
+    EXPECT_EQ(Number(vector.Detach(1)), 3);
     EXPECT_EQ(vector.Detach(4), nullptr);
-    EXPECT_TRUE(released.empty());
+    EXPECT_EQ(released, "");
 
     vector.Remove(4, 1);
     vector.Remove(-1, 2);
     vector.Remove(2, 100);
-    EXPECT_EQ(released, (std::vector<int>{7, 9}));
-    EXPECT_EQ(Numbers(vector), (std::vector<int>{1, 5}));
+    EXPECT_EQ(released, "7 9 ");
   }
-  EXPECT_EQ(released, (std::vector<int>{7, 9, 1, 5}));
+  EXPECT_EQ(released, "7 9 1 5 ");
 }
 
-TEST(VectorTest, GrowsByHalf) {
+TEST(VectorTest, CapacitiesGrowAsStated) {
   TqVector vector;
-  int item = 0;
-  std::vector<std::int32_t> capacities;
-  for (int i = 0; i < 30; ++i) {
-    vector.Add(&item);
-    if (capacities.empty() || capacities.back() != vector.Capacity()) capacities.push_back(vector.Capacity());
+  std::string capacities;
+  for (std::int32_t i = 0, last = 0; i < 30; ++i, last = vector.Capacity()) {
+    vector.Add(nullptr);
+    if (vector.Capacity() != last) capacities += std::to_string(vector.Capacity()) + " ";
   }
-  EXPECT_EQ(capacities, (std::vector<std::int32_t>{10, 16, 25, 39}));
-}
+  EXPECT_EQ(capacities, "10 16 25 39 ");
 
-TEST(StringVectorTest, GrowsInSteps) {
-  TqStringVector vector;
-  EXPECT_EQ(vector.Capacity(), 0);
-  for (const auto& [need, capacity] : {std::pair{1, 50}, {50, 50}, {51, 150}, {149, 150}, {150, 250}, {151, 250}}) {
+  for (const auto& [need, capacity] : {std::pair{1, 50}, {50, 50}, {51, 150}, {149, 150}, {150, 250}}) {
     EXPECT_EQ(TqStringVector::GrowthFor(need), capacity) << need;
   }
-  for (int i = 0; i < 151; ++i) ASSERT_TRUE(vector.Add("x"));
-  EXPECT_EQ(vector.Capacity(), 250);
-  EXPECT_EQ(vector.Count(), 151);
+  TqStringVector texts;
+  for (int i = 0; i < 151; ++i) ASSERT_TRUE(texts.Add("x"));
+  EXPECT_EQ(texts.Capacity(), 250);
 }
 
 TEST(StringVectorTest, KeepsCopiesInOrder) {
   TqStringVector vector;
-  vector.Add("b");
-  vector.AddOwned(new TqString("c"));
-  EXPECT_FALSE(vector.AddOwned(nullptr));
-  EXPECT_TRUE(vector.Insert("a", 0));
-  EXPECT_FALSE(vector.Insert("z", 4));
+  EXPECT_TRUE(vector.Add("b") && vector.AddOwned(new TqString("c")) && vector.Insert("a", 0));
+  EXPECT_FALSE(vector.AddOwned(nullptr) || vector.Insert("z", 4));
   EXPECT_TRUE(vector.Add(vector.At(0)));
-  EXPECT_EQ(Texts(vector), (std::vector<std::string>{"a", "b", "c", "a"}));
+  EXPECT_EQ(Content(vector), "[a][b][c][a]");
   EXPECT_EQ(vector.Find("a"), 0);
   EXPECT_EQ(vector.Find("A"), -1);
   EXPECT_EQ(vector.FindIgnoreCase("C"), 2);
@@ -101,25 +88,25 @@ TEST(StringVectorTest, KeepsCopiesInOrder) {
 
   const TqStringVector copy = vector;
   TqStringVector moved = std::move(vector);
-  EXPECT_EQ(Texts(moved), Texts(copy));
+  EXPECT_EQ(Content(moved), Content(copy));
   delete moved.Detach(0);
   moved.Remove(1, 5);
-  EXPECT_EQ(Texts(moved), (std::vector<std::string>{"b"}));
+  EXPECT_EQ(Content(moved), "[b]");
   moved = copy;
   moved.Sort([](const void* a, const void* b) {
     return CompareBytes(**static_cast<const TqString* const*>(b), **static_cast<const TqString* const*>(a));
   });
-  EXPECT_EQ(Texts(moved), (std::vector<std::string>{"c", "b", "a", "a"}));
+  EXPECT_EQ(Content(moved), "[c][b][a][a]");
 }
 
 TEST(StringVectorTest, SplitDropsEmptyPieces) {
   TqStringVector vector;
   EXPECT_TRUE(vector.Split(",a, b ,, ,c", ',', false));
-  EXPECT_EQ(Texts(vector), (std::vector<std::string>{"a", " b ", " ", "c"}));
+  EXPECT_EQ(Content(vector), "[a][ b ][ ][c]");
   EXPECT_TRUE(vector.Split("a, b ,, ,c,", ',', true));
-  EXPECT_EQ(Texts(vector), (std::vector<std::string>{"a", "b", "c"}));
+  EXPECT_EQ(Content(vector), "[a][b][c]");
   EXPECT_TRUE(vector.Split(vector.At(1), ',', true));
-  EXPECT_EQ(Texts(vector), (std::vector<std::string>{"b"}));
+  EXPECT_EQ(Content(vector), "[b]");
   EXPECT_TRUE(vector.Split("", ',', true));
   EXPECT_EQ(vector.Count(), 0);
 }

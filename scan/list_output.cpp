@@ -1,0 +1,59 @@
+#include "scan/list_output.h"
+
+#include "base/file_io.h"
+#include "base/log.h"
+#include "platform/platform.h"
+
+// --- lines ---
+
+void TqListOutput::FlushListBuffer(std::string_view listPath) {
+  AppendDirectly(listPath, buffer_);
+  buffer_.Clear();
+}
+
+void TqListOutput::FlushIfLarge(std::string_view listPath) {
+  if (buffer_.Length() > kFlushAbove) FlushListBuffer(listPath);
+  FlushIfUnbuffered(listPath);
+}
+
+void TqListOutput::AppendDirectly(std::string_view listPath, std::string_view text) {
+  if (!TqFile::AppendStringToFile(listPath, text)) NoteBroken(listPath);
+}
+
+void TqListOutput::NoteBroken(std::string_view listPath) {
+  if (!IsWhole(listPath)) return;
+  brokenLists_.Add(listPath);
+  Log("ERROR: could not append to filelist: ", listPath);
+}
+
+// --- volumes ---
+
+const TqListOutput::NotedMount* TqListOutput::FindMount(std::string_view volumePath) const {
+  for (const NotedMount& mount : mounts_) {
+    if (mount.volumePath == volumePath) return &mount;
+  }
+  return nullptr;
+}
+
+void TqListOutput::NoteMount(std::string_view volumePath) {
+  if (FindMount(volumePath) != nullptr) return;
+  NotedMount mount;
+  mount.volumePath = volumePath;
+  mount.isKnown = platform::TheFiles().QueryMountIdentity(mount.volumePath.c_str(), mount.identity) == 0;
+  mounts_.push_back(std::move(mount));
+}
+
+void TqListOutput::RecheckMount(std::string_view volumePath) {
+  for (NotedMount& mount : mounts_) {
+    if (mount.volumePath != volumePath || mount.interrupted) continue;
+    platform::MountIdentity now;
+    const bool answers = platform::TheFiles().QueryMountIdentity(mount.volumePath.c_str(), now) == 0;
+    // A volume that did not answer when it was noted cannot be told from another one later.
+    mount.interrupted = !answers || !mount.isKnown || now != mount.identity;
+  }
+}
+
+bool TqListOutput::IsInterrupted(std::string_view volumePath) const {
+  const NotedMount* mount = FindMount(volumePath);
+  return mount != nullptr && mount->interrupted;
+}

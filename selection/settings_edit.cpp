@@ -1,0 +1,446 @@
+#include "selection/settings_edit.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "base/clock.h"
+#include "base/file_io.h"
+#include "base/log.h"
+#include "base/xml_snippets.h"
+
+namespace TqInfoManager {
+
+namespace {
+
+/// Half-open range of bytes in a text.
+struct Span {
+  std::int32_t begin = -1;
+  std::int32_t end = -1;
+  bool IsFound() const { return begin >= 0; }
+};
+
+bool IsNameEnd(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '>' || c == '/';
+}
+
+/// "<element" up to and including the ">" that ends the opening tag (a ">" inside quotes does not).
+Span FindOpeningTag(const TqString& text, std::string_view element) {
+  const TqString opener = Joined('<', element);
+  for (std::int32_t at = text.Find(opener); at >= 0; at = text.Find(opener, at + 1)) {
+    if (!IsNameEnd(text.CharAt(at + opener.Length()))) continue;
+    bool quoted = false;
+    for (std::int32_t i = at; i < text.Length(); ++i) {
+      if (text.CharAt(i) == '"') quoted = !quoted;
+      if (text.CharAt(i) == '>' && !quoted) return {at, i + 1};
+    }
+  }
+  return {};
+}
+
+/// The value between the quotes of `attribute` inside `tag`; the same separators count as for readers.
+Span FindAttributeValue(const TqString& text, Span tag, std::string_view attribute) {
+  for (const char separator : {' ', '\n', '\t'}) {
+    const TqString opener = Joined(separator, attribute, "=\"");
+    const std::int32_t at = text.Find(opener, tag.begin);
+    if (at < 0 || at >= tag.end) continue;
+    const std::int32_t begin = at + opener.Length();
+    const std::int32_t end = text.FindChar('"', begin);
+    if (end >= 0 && end < tag.end) return {begin, end};
+  }
+  return {};
+}
+
+void ReplaceSpan(TqString& text, Span span, std::string_view by) {
+  text.Erase(span.begin, span.end - span.begin);
+  text.Insert(span.begin, by);
+}
+
+/// Puts `value` between the quotes of the attribute, or adds the attribute at the end of the opening tag.
+bool SetAttribute(TqString& text, std::string_view element, std::string_view attribute, std::string_view value) {
+  const Span tag = FindOpeningTag(text, element);
+  if (!tag.IsFound()) return false;
+  const TqString escaped = TqFile::XmlEscaped(value);
+  if (const Span old = FindAttributeValue(text, tag, attribute); old.IsFound()) {
+    ReplaceSpan(text, old, escaped);
+    return true;
+  }
+  std::int32_t at = tag.end - 1;
+  if (text.CharAt(at - 1) == '/') --at;
+  while (text.CharAt(at - 1) == ' ') --at;
+  text.Insert(at, Joined(' ', attribute, "=\"", escaped, '"'));
+  return true;
+}
+
+/// One setter's work on the file: reads it, lets the setter change the text, writes and swaps it in.
+class SettingsEdit {
+ public:
+  explicit SettingsEdit(std::string_view setter) : setter_(setter), path_(TqInfoPath()) {
+    isReadable_ = TqFile::ReadFileIntoString(path_, text_);
+    if (!isReadable_) Log("ERROR: TqInfoManager::", setter_, " - could not read tqinfo.xml file from disk: ", path_);
+  }
+  bool IsReadable() const { return isReadable_; }
+  TqString& Text() { return text_; }
+
+  /// Sets one attribute; logs when the element is missing.
+  bool Set(std::string_view element, std::string_view attribute, std::string_view value) {
+    return SetAttribute(text_, element, attribute, value) || NotFound(Joined('<', element));
+  }
+  bool NotFound(std::string_view what) const {
+    Log("ERROR: TqInfoManager::", setter_, " - could not find ", what, " in: ", path_);
+    return false;
+  }
+  bool Save() const {
+    switch (TqFile::SwapInQuietly(path_, text_, 10, 10, 100)) {
+      case TqFile::SwapResult::kWriteFailed:
+        Log("ERROR: ", setter_, ", could not writeout tmp tqinfo.xml file: ", path_, ".tmp");
+        return false;
+      case TqFile::SwapResult::kMoveFailed:
+        Log("ERROR: TqInfoManager::", setter_, " - could not atomic swap in tqinfo.xml from file: ", path_, ".tmp");
+        return false;
+      case TqFile::SwapResult::kDone:
+        break;
+    }
+    return true;
+  }
+
+ private:
+  std::string_view setter_;
+  TqString path_;
+  TqString text_;
+  bool isReadable_ = false;
+};
+
+struct AttributeValue {
+  std::string_view attribute;
+  TqString value;
+};
+
+bool SetAttributes(std::string_view setter, std::string_view element, const std::vector<AttributeValue>& values) {
+  SettingsEdit edit(setter);
+  if (!edit.IsReadable()) return false;
+  for (const AttributeValue& pair : values) {
+    if (!edit.Set(element, pair.attribute, pair.value)) return false;
+  }
+  return edit.Save();
+}
+
+std::string_view BoolText(bool value) {
+  return value ? "true" : "false";
+}
+
+// --- directory filters ---
+
+TqString FilterLine(const TqDirFilter& filter) {
+  return Joined("    <tqdirfilter dir=\"", TqFile::XmlEscaped(filter.dir), "\" whichfiles=\"",
+                TqFile::XmlEscaped(filter.whichFiles), "\" /> \n");
+}
+
+/// The bytes between the opening tag of `do_backup` and "</do_backup>".
+Span FindDoBackupContent(const TqString& text) {
+  const Span tag = FindOpeningTag(text, "do_backup");
+  if (!tag.IsFound()) return {};
+  const std::int32_t end = text.Find("</do_backup>", tag.end);
+  return end >= 0 ? Span{tag.end, end} : Span{};
+}
+
+/// The first `tqdirfilter` element at or behind `from` inside `within`; the span takes the element alone.
+Span NextFilter(const TqString& text, Span within, std::int32_t from) {
+  const std::int32_t begin = text.Find("<tqdirfilter ", from);
+  if (begin < 0 || begin >= within.end) return {};
+  const std::int32_t end = text.Find("/>", begin);
+  return end >= 0 && end < within.end ? Span{begin, end + 2} : Span{};
+}
+
+std::vector<Span> FindFilters(const TqString& text, Span within) {
+  std::vector<Span> filters;
+  for (Span at = NextFilter(text, within, within.begin); at.IsFound(); at = NextFilter(text, within, at.end)) {
+    filters.push_back(at);
+  }
+  return filters;
+}
+
+TqString DirOfFilter(const TqString& text, Span filter) {
+  TqString dir;
+  TqFile::GetUniqueStrAttrFromXmlSnippet(text.Slice(filter.begin, filter.end - filter.begin), "dir", dir);
+  return dir;
+}
+
+/// Puts whole lines in front of "</do_backup>", which then begins a line of its own.
+void AppendFilterLines(TqString& text, const TqString& lines) {
+  const std::int32_t end = FindDoBackupContent(text).end;
+  const bool startsLine = text.CharAt(end - 1) == '\n';
+  text.Insert(end, startsLine ? lines : Joined('\n', lines));
+}
+
+bool RefuseTooManyFilters(std::string_view setter) {
+  Log("ERROR: ", setter, ", adding more than TQ_INFO_MAX_NUM_DIR_FILTERS=", TQ_INFO_MAX_NUM_DIR_FILTERS,
+      " tqdirfilters, so ignoring the rest - location C");
+  return false;
+}
+
+// --- selected volumes ---
+
+TqString VolumeLine(const TqSelectedVolume& volume) {
+  return Joined("    <tqvolume tqVolumeGuid=\"", TqFile::XmlEscaped(volume.vguid), "\" mountPointPath=\"",
+                TqFile::XmlEscaped(volume.mountPoint), "\" />\n");
+}
+
+TqString MountPointsText(const std::vector<TqSelectedVolume>& volumes) {
+  TqString joined;
+  for (const TqSelectedVolume& volume : volumes) {
+    if (!joined.IsEmpty()) joined.AppendChar(',');
+    joined.Append(volume.mountPoint);
+  }
+  return joined;
+}
+
+TqString FoldedMountPoint(std::string_view mountPoint) {
+  TqString folded = LowerCased(mountPoint);
+  if (!folded.EndsWith("/")) folded.AppendChar('/');
+  return folded;
+}
+
+/// Whether a filter's folder lies on the volume; both are lower-cased and end in "/". Everything lies below "/", so
+/// what is mounted elsewhere is told apart by its prefix.
+bool LiesOn(const TqString& dir, const TqString& mountPoint) {
+  if (mountPoint == "/" && dir.StartsWith("/volumes/")) return false;
+  return dir.StartsWith(mountPoint);
+}
+
+bool HasFilterOn(const TqString& text, const TqString& foldedMountPoint) {
+  const std::vector<Span> filters = FindFilters(text, FindDoBackupContent(text));
+  return std::any_of(filters.begin(), filters.end(), [&](Span filter) {
+    return LiesOn(FoldedMountPoint(DirOfFilter(text, filter)), foldedMountPoint);
+  });
+}
+
+struct DefaultFileSet {
+  std::string_view name;
+  std::string_view extensions;
+};
+
+// The repeated entries (xltx, t08) and the overlap of wma between documents and music are part of the default data.
+constexpr DefaultFileSet kDefaultFileSets[] = {
+    {"docs",
+     "dic,dif,doc,dochtml,docmhtml,docm,docx,docxml,dot,dotx,dotxml,dpx,exc,fad,fdf,fphtml,gdb,gra,grd,htm,html,nick,"
+     "nkz,odf,"
+     "odt,one,pages,pdf,rtf,scp,sxw,txt,wma,wpd,wps,wtx,rwz,xml"},
+    {"spreadsheets", "csv,mda,mdb,mde,numbers,odb,ods,qpw,sxc,wdb,wks,xlr,xls,xlsb,xlsm,xlsx,xltm,xltx,xlt,xltx,xlw"},
+    {"presentations", "keynote,ppt,pot,pps,ppa,sxi,odp,pptx,pptm,ppsx,potx,potm"},
+    {"financial", "abd,hcx,ibank,npc,qba,qbb,qbw,qdf,qdt,qel,qif,qmd,qph,qsd,qtx,t08,tax,t04,t05,t06,t07,t08,t09,tdb"},
+    {"pictures",
+     "apdb,ai,bmp,cr2,crw,dib,dng,emf,fppiclib,icl,icns,ico,icon,img,jfif,jpg,jpe,jpeg,jp2,gif,lrcat,mac,mrw,nef,odg,"
+     "pef,pic,"
+     "pict,pct,pcx,pdp,png,pnt,pntd,psd,qti,qtif,rle,svg,tif,tiff,wdp,wmd,wmf,xcf"},
+    {"music", "aif,aifc,aiff,au,cda,flac,mp3,mid,midi,m4a,m4b,m4p,m4r,nmw,oga,ogg,rmi,snd,wav,wpl,wm,wma,wmx,wvx"},
+    {"video",
+     "asx,asf,avi,dv,dvr-ms,mov,m2v,m2ts,m4v,mfp,mkv,mlv,mp2,mp4,mpa,mpe,mpeg,mpg,mod,mpv2,mp2v,msdvd,mswmm,mts,ogv,qt,"
+     "ram,rm,"
+     "rmvb,swf,spd,vob,wmv"},
+    {"email", "dbx,eml,emlx,emlxpart,mapimail,mbx,oab,ost,pab,pce,pst,wab,wab~,msf,toc"},
+    {"zips", "bz2,cpgz,gz,lightspeedbackup,rar,sit,tar,tgz,tz,z,zip"},
+    {"browserfavorites", "adr,url,webbookmark,webloc"},
+    {"usercustom01", ""},
+};
+
+constexpr std::string_view kDefaultExcludedTypes =
+    "wab~,vmc,vhd,vhdx,vdi,vo1,vo2,vsv,vud,iso,dmg,sparseimage,sys,cab,exe,msi,dll,dl_,wim,ost,o,qtch,log,ithmb,vmdk,"
+    "vmem,vmsd,"
+    "vmsn,vmss,vmx,vmxf,menudata,appicon,appinfo,pva,pvs,pvi,pvm,fdd,hds,drk,mem,nvram,hdd";
+
+constexpr std::string_view kDefaultExcludedDirs[] = {"applications/",
+                                                     "automount/",
+                                                     "developer/",
+                                                     "library/",
+                                                     "private/",
+                                                     "system/",
+                                                     "bin/",
+                                                     "dev/",
+                                                     "etc/",
+                                                     "net/",
+                                                     "opt/",
+                                                     "sbin/",
+                                                     "usr/",
+                                                     "backups.backupdb/",
+                                                     ".mobilebackups/",
+                                                     "home/"};
+
+}  // namespace
+
+std::vector<TqDirFilter> DefaultDirFilters(std::string_view mountPoint) {
+  const TqString folded = FoldedMountPoint(mountPoint);
+  std::vector<TqDirFilter> filters{{folded, "all"}};
+  for (const std::string_view dir : kDefaultExcludedDirs) filters.push_back({Joined(folded, dir), "none"});
+  return filters;
+}
+
+TqString DefaultTqInfoText(const std::vector<TqSelectedVolume>& volumes, const TqSelectedVolume& scratch,
+                           std::string_view onlineHostname) {
+  TqString text =
+      Joined("<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<tqinfo>\n\n", "<myidentity online_hostname=\"",
+             TqFile::XmlEscaped(onlineHostname), "\" tqlogin=\"unspecified\" />\n\n",
+             "<myprefs allow_network_tests=\"true\" use_time_machine_excludes=\"false\" show_help_tips=\"true\" "
+             "numdays_warn_if_no_backup=\"7\" />\n\n",
+             "<uilang tqui_locale=\"default\" />\n\n");
+  for (const DefaultFileSet& set : kDefaultFileSets) {
+    AppendAll(text, "<filesetdef filesetname=\"", set.name, "\" extensions=\"", set.extensions, "\" />\n");
+  }
+  AppendAll(text, "\n<smartwatch smartwatchfilesets=\"docs,spreadsheets,presentations,financial,pictures,music,video,",
+            "browserfavorites\" />\n\n", "<globalexcludes excludefiletypes=\"", kDefaultExcludedTypes, "\" />\n\n",
+            "<mountpoints mountpoints_to_watch=\"", TqFile::XmlEscaped(MountPointsText(volumes)), "\" />\n\n",
+            "<scratch_drive scratch_vol_guid=\"", TqFile::XmlEscaped(scratch.vguid), "\" scratch_mountpoint=\"",
+            TqFile::XmlEscaped(scratch.mountPoint), "\" />\n\n", "<hard_drives_to_backup>\n");
+  for (const TqSelectedVolume& volume : volumes) text.Append(VolumeLine(volume));
+  AppendAll(
+      text, "</hard_drives_to_backup>\n\n",
+      "<do_backup dst_type=\"tqdatacenter\" dst_fileformat=\"tqff\" max_filesize_mb=\"1000000000\" ",
+      "backup_on_battery=\"true\" net_auto_throttle=\"true\" net_throttle=\"50\" num_backup_threads=\"1\" ",
+      "backup_schedule_type=\"continuously\" backup_schedule_detail=\"none\" backup_schedule_end_hour=\"none\">\n");
+  for (const TqSelectedVolume& volume : volumes) {
+    for (const TqDirFilter& filter : DefaultDirFilters(volume.mountPoint)) text.Append(FilterLine(filter));
+  }
+  AppendAll(text, "</do_backup>  \n\n</tqinfo>\n");
+  return text;
+}
+
+bool SetNumDaysWarnWhenNotBackedUp(std::int32_t days) {
+  return SetAttributes("SetNumDaysWarnWhenNotBackedUp", "myprefs", {{"numdays_warn_if_no_backup", Joined(days)}});
+}
+
+bool SetShowAnimatedHelpTips(bool show) {
+  return SetAttributes("SetShowAnimatedHelpTips", "myprefs", {{"show_help_tips", BoolText(show)}});
+}
+
+bool SetAllowNetworkTests(bool allow) {
+  return SetAttributes("SetAllowNetworkTests", "myprefs", {{"allow_network_tests", BoolText(allow)}});
+}
+
+bool SetUseTimeMachineExcludes(bool use) {
+  return SetAttributes("SetUseTimeMachineExcludes", "myprefs", {{"use_time_machine_excludes", BoolText(use)}});
+}
+
+bool SetScratchVolume(std::string_view vguid, std::string_view mountPoint) {
+  SettingsEdit edit("SetScratchVolume");
+  if (!edit.IsReadable()) return false;
+  if (!FindOpeningTag(edit.Text(), "scratch_drive").IsFound()) {
+    const std::int32_t at = edit.Text().Find("<hard_drives_to_backup>");
+    if (at < 0) return edit.NotFound("<hard_drives_to_backup>");
+    edit.Text().Insert(at, "<scratch_drive />\n\n");
+  }
+  return edit.Set("scratch_drive", "scratch_vol_guid", vguid) &&
+         edit.Set("scratch_drive", "scratch_mountpoint", mountPoint) && edit.Save();
+}
+
+bool SetBlockedNetworkList(const std::vector<TqBlockedNetwork>& networks) {
+  SettingsEdit edit("SetBlockedNetworkList");
+  if (!edit.IsReadable()) return false;
+  TqString list("<network_block_list>\n");
+  for (const TqBlockedNetwork& network : networks) {
+    AppendAll(list, "    <tqblocked_network blocked_network_name=\"", TqFile::XmlEscaped(network.name),
+              "\" blocked_network_mac_addr=\"", TqFile::XmlEscaped(network.macAddress), "\" />\n");
+  }
+  list.Append("</network_block_list>");
+  const std::int32_t begin = edit.Text().Find("<network_block_list>");
+  const std::int32_t end = begin < 0 ? -1 : edit.Text().Find("</network_block_list>", begin);
+  if (end >= 0) {
+    ReplaceSpan(edit.Text(), {begin, end + static_cast<std::int32_t>(std::string_view("</network_block_list>").size())},
+                list);
+    return edit.Save();
+  }
+  const std::int32_t at = edit.Text().Find("</tqinfo>");
+  if (at < 0) return edit.NotFound("</tqinfo>");
+  edit.Text().Insert(at, Joined(list, "\n\n"));
+  return edit.Save();
+}
+
+bool SetOnlineNameForThisComputer(std::string_view name) {
+  return SetAttributes("SetOnlineNameForThisComputer", "myidentity",
+                       {{"online_hostname", name}, {"online_hostname_updated", TqSystem::NowAsGmtText()}});
+}
+
+bool SetFileTypesToExcludeStr(std::string_view extensions) {
+  return SetAttributes("SetFileTypesToExcludeStr", "globalexcludes", {{"excludefiletypes", extensions}});
+}
+
+bool SetOneTqDirFilter(std::string_view dir, std::string_view whichFiles) {
+  SettingsEdit edit("SetOneTqDirFilter");
+  if (!edit.IsReadable()) return false;
+  const Span content = FindDoBackupContent(edit.Text());
+  if (!content.IsFound()) return edit.NotFound("<do_backup");
+  const std::vector<Span> filters = FindFilters(edit.Text(), content);
+  const TqDirFilter filter{dir, whichFiles};
+  for (const Span& old : filters) {
+    if (!DirOfFilter(edit.Text(), old).EqualsIgnoreCase(dir)) continue;
+    ReplaceSpan(edit.Text(), old, Trimmed(FilterLine(filter)));
+    return edit.Save();
+  }
+  if (filters.size() >= TQ_INFO_MAX_NUM_DIR_FILTERS) return RefuseTooManyFilters("SetOneTqDirFilter");
+  AppendFilterLines(edit.Text(), FilterLine(filter));
+  return edit.Save();
+}
+
+bool SaveTqDirFiltersToDisk(const std::vector<TqDirFilter>& filters) {
+  SettingsEdit edit("SaveTqDirFiltersToDisk");
+  if (!edit.IsReadable()) return false;
+  const Span content = FindDoBackupContent(edit.Text());
+  if (!content.IsFound()) return edit.NotFound("<do_backup");
+  if (filters.size() > TQ_INFO_MAX_NUM_DIR_FILTERS) RefuseTooManyFilters("SaveTqDirFiltersToDisk");
+  TqString lines("\n");
+  for (std::size_t i = 0; i < std::min<std::size_t>(filters.size(), TQ_INFO_MAX_NUM_DIR_FILTERS); ++i) {
+    lines.Append(FilterLine(filters[i]));
+  }
+  ReplaceSpan(edit.Text(), content, lines);
+  return edit.Save();
+}
+
+bool SaveSmartWatchCheckboxesLineToDisk(std::string_view fileSets) {
+  return SetAttributes("SaveSmartWatchCheckboxesLineToDisk", "smartwatch", {{"smartwatchfilesets", fileSets}});
+}
+
+bool SetBackupSchedule(std::string_view type, std::string_view detail, std::string_view endHour) {
+  return SetAttributes(
+      "SetBackupSchedule", "do_backup",
+      {{"backup_schedule_type", type}, {"backup_schedule_detail", detail}, {"backup_schedule_end_hour", endHour}});
+}
+
+bool SaveDoBackupLineToDisk(const TqInfoSettings& settings) {
+  return SetAttributes("SaveDoBackupLineToDisk", "do_backup",
+                       {{"max_filesize_mb", Joined(settings.maxFileSizeMb)},
+                        {"backup_on_battery", BoolText(settings.backupOnBattery)},
+                        {"net_auto_throttle", BoolText(settings.netAutoThrottle)},
+                        {"net_throttle", Joined(settings.netThrottle)},
+                        {"num_backup_threads", Joined(settings.numBackupThreads)},
+                        {"backup_schedule_type", settings.scheduleType},
+                        {"backup_schedule_detail", settings.scheduleDetail},
+                        {"backup_schedule_end_hour", settings.scheduleEndHour}});
+}
+
+bool SaveUsernamePasswordIntoTqInfoXml(std::string_view login, std::string_view /*password*/) {
+  return SetAttributes("SaveUsernamePasswordIntoTqInfoXml", "myidentity", {{"tqlogin", login}});
+}
+
+bool WriteSelectedVolumes(const std::vector<TqSelectedVolume>& volumes) {
+  if (volumes.empty()) {
+    Log("ERROR: TqInfoManager::SetVolumesSelectedForBackup - no volume given, so leaving as it is: ", TqInfoPath());
+    return false;
+  }
+  SettingsEdit edit("SetVolumesSelectedForBackup");
+  if (!edit.IsReadable() || !edit.Set("mountpoints", "mountpoints_to_watch", MountPointsText(volumes))) return false;
+  const Span tag = FindOpeningTag(edit.Text(), "hard_drives_to_backup");
+  const std::int32_t end = tag.IsFound() ? edit.Text().Find("</hard_drives_to_backup>", tag.end) : -1;
+  if (end < 0) return edit.NotFound("<hard_drives_to_backup");
+  TqString lines("\n");
+  for (const TqSelectedVolume& volume : volumes) lines.Append(VolumeLine(volume));
+  ReplaceSpan(edit.Text(), {tag.end, end}, lines);
+  if (!FindDoBackupContent(edit.Text()).IsFound()) return edit.NotFound("<do_backup");
+  for (const TqSelectedVolume& volume : volumes) {
+    if (HasFilterOn(edit.Text(), FoldedMountPoint(volume.mountPoint))) continue;
+    TqString filterLines;
+    for (const TqDirFilter& filter : DefaultDirFilters(volume.mountPoint)) filterLines.Append(FilterLine(filter));
+    AppendFilterLines(edit.Text(), filterLines);
+  }
+  return edit.Save();
+}
+
+}  // namespace TqInfoManager

@@ -1,0 +1,191 @@
+"""Whole scans of a Mac-shaped root: every list equals an independent walk, entry for entry, and the files beside it say
+what they must."""
+
+import os
+import re
+import shutil
+import xml.etree.ElementTree as ElementTree
+from datetime import datetime, timezone
+
+import mac_root
+import scan_case
+import trees
+from scan_case import ScanCase
+
+
+class OrdinaryScans(ScanCase):
+    def test_first_and_second_scan(self):
+        root = self.new_root()
+        photos, backup = root.mount_volume("My Photos"), root.mount_volume("X")
+        self.volumes = (root.SYSTEM, photos, backup)
+        root.select(*self.volumes)
+        trees.plant_home(root)
+        root.write("/Users/bob/Pictures/.localized")
+        root.write(photos.mount + "2019/June/beach.jpg", "x" * 77)
+        root.write(photos.mount + "Library/left out.jpg", "x")
+        root.write("/Applications/App.app/left out", "x")
+
+        began = mac_root.now_millis()
+        self.assert_ran(root.run())
+        ended = mac_root.now_millis()
+        self.check_lists(root)
+        self.check_start_line(root, photos, began, ended)
+        self.check_plan(root)
+        self.check_totals(root)
+        self.check_modes(root)
+        self.check_registry(root, "1")  # volumes that the registry just learned of count as never seen
+        self.check_log(root)
+
+        os.rename(root.path("/Users/bob/Documents"), root.path("/Users/bob/Papers"))
+        os.unlink(root.path("/Users/bob/Movies/Raw/holiday.mov"))
+        shutil.rmtree(root.path("/Users/Shared"))
+        root.write(photos.mount + "2019/June/beach.jpg", "y" * 78)
+        root.write(photos.mount + "2020/July/new.jpg", "y")
+        root.sparse(photos.mount + "2020/just under.iso", trees.BIG_FILE - 1)
+        root.sparse(photos.mount + "2020/Disk.ISO", trees.BIG_FILE + 1)
+        self.assert_ran(root.run())
+        self.check_lists(root)
+        self.check_registry(root, "5")
+        self.assertEqual(root.read(root.lists + "bigfilelist.dat"),
+                         b"f\t524288001\t/Volumes/My Photos/2020/Disk.ISO\n")
+
+    def check_lists(self, root):
+        self.assert_clean(root)
+        for volume in self.volumes:
+            self.assert_listed(root, volume)
+        self.assertEqual([v.tag for v in self.volumes], ["root", "my p", "x___"])
+        self.assertNotIn(b"left out", b"".join(root.read(root.list_path(v)) for v in self.volumes))
+
+    def check_start_line(self, root, volume, began, ended):
+        line = root.read(root.list_path(volume)).split(b"\n", 1)[0].decode()
+        match = re.fullmatch(r"# GmtMillisThisListWasStarted: ([0-9a-f]{16}), GmtDateTime: (\d{14})", line)
+        self.assertTrue(match, line)
+        millis = int(match[1], 16)
+        self.assertTrue(began <= millis <= ended, line)
+        self.assertEqual(match[2], datetime.fromtimestamp(millis // 1000, timezone.utc).strftime("%Y%m%d%H%M%S"))
+
+    def check_plan(self, root):
+        document = ElementTree.fromstring(root.read(root.lists + "topdirs.xml"))
+        plan = [(volume.vguid, mode, path) for volume in self.volumes for mode, path in self.tree(root, volume).plan()]
+        plan.sort(key=lambda entry: entry[2])
+        dirs = document.findall("dir")
+        self.assertEqual([(d.get("vguid"), d.get("path")) for d in dirs],
+                         [(vguid, mode + path.decode()) for vguid, mode, path in plan])
+        self.assertEqual([d.get("num") for d in dirs], [str(number) for number in range(len(plan))])
+        stats = document.find("stats")
+        self.assertEqual((stats.get("numtopdirs"), stats.get("next_to_index")), (str(len(plan)), "0"))
+
+    def check_totals(self, root):
+        """Hand-made totals of the home folder; what else is listed and wanted falls under other, but for two files."""
+        expected = {}
+        for size, category in trees.HOME_WANTED.values():
+            count, total = expected.get(category, (0, 0))
+            expected[category] = (count + 1, total + size)
+        expected["pict"] = (expected["pict"][0] + 1, expected["pict"][1] + 77)  # beach.jpg
+        expected["docs"] = (expected["docs"][0] + 2, expected["docs"][1] + 2 * len("a volume\n"))  # Readme.txt
+        info = ElementTree.fromstring(root.read(root.lists + "filestats.xml")).find("info")
+        libraries = [facts for facts in map(os.lstat, self.files_below(root, "/lib", "/lib64"))]
+        others, bytes_of_others = expected["other"]
+        expected["other"] = (others + len(libraries), bytes_of_others + sum(facts.st_size for facts in libraries))
+        for category, (count, total) in expected.items():
+            self.assertEqual((category, info.get(category + "num"), info.get(category + "totbytes")),
+                             (category, str(count), str(total)))
+        self.assertEqual((info.get("everythingnum"), info.get("everythingtotbytes")),
+                         tuple(str(sum(pair[i] for pair in expected.values())) for i in (0, 1)))
+        self.assertEqual((info.get("plat"), info.get("osdetail"), info.get("hguid"), info.get("aonlinename")),
+                         ("mac", "MacOsX-10.15", mac_root.HOST_GUID, "Bobs Mac"))
+        self.assertEqual(root.read(root.lists + "bigfilelist.dat"),
+                         b"t\t524288000\t/Users/bob/Movies/Raw/holiday.mov\n")
+
+    def files_below(self, root, *folders):
+        for folder in folders:
+            for path, _, names in os.walk(root.path(folder)):
+                for name in names:
+                    yield os.path.join(path, name)
+
+    def check_modes(self, root):
+        self.assertEqual({root.mode(root.lists + name) for name in root.names(root.lists)}, {0o666})
+        self.assertEqual({root.mode(folder) for folder in (root.lists, root.reports, root.data + "tqlogs/tqfilelist")}, {0o777})
+
+    def check_registry(self, root, most_urgent):
+        volumes = ElementTree.fromstring(root.read(root.data + "tqvolumes.xml")).findall("tqvolume")
+        self.assertEqual({(v.get("tqVolumeGuid"), bytes.fromhex(v.get("mountPointPathHex")).decode()) for v in volumes},
+                         {(v.vguid, v.mount) for v in self.volumes})
+        levels = ElementTree.fromstring(root.read(root.reports + "tqdefcon.xml"))
+        self.assertEqual(levels.find("volume_defcon_summary").get("most_critial_volume_defcon"), most_urgent)
+
+    def check_log(self, root):
+        day = datetime.now(timezone.utc).strftime("%d")
+        self.assertIn(f"tqfilelist{day}.log", root.names(root.data + "tqlogs/tqfilelist"))
+        lines = root.log().split("\n")
+        self.assertEqual(lines.pop(), "")
+        for line in lines:
+            self.assertRegex(line, r"^(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d \d{10} - | {19}defcon_volume_index=)")
+        self.assertEqual([line.split(" - ", 1)[1] for line in lines[:2]], ["", "starting tqfilelist"])
+        texts = [line.split(" - ", 1)[-1] for line in lines]
+        self.assertTrue(any("got three hour lock, starting scan...." in text for text in texts))
+        self.assertRegex(texts[-1], r"^tqfilelist processId=\d+ exiting out of main, numSeconds=\d+$")
+
+
+class HostileTrees(ScanCase):
+    def test_hostile_names_kinds_and_depths(self):
+        root = self.new_root()
+        zoo, deep = root.mount_volume("Zoo"), root.mount_volume("Deep")
+        root.select(zoo, deep)
+        trees.plant_hostile(root, zoo.mount + "animals")
+        trees.plant_hostile(root, "/Volumes/Zoo")
+        root.write("/Volumes/Zoo/Users/Shared/.anomaly", "x")
+        root.write("/Volumes/Zoo/Users/Shared/kept", "x")
+        root.write("/Volumes/Zoo/top\\dir/sub\\dir/inner/file.txt", "x")
+        root.write("/Volumes/Zoo/line\nfeed/second\nlevel/file.txt", "x")
+        trees.plant_deep(root, deep.mount + "a/b", 1002)
+        trees.plant_long(root, deep.mount + "long/names")
+        self.assert_ran(root.run())
+        self.assert_clean(root)
+        self.assert_listed(root, zoo)
+        self.assert_listed(root, deep)
+
+        listed = root.read(root.list_path(zoo))
+        base = b"/Volumes/Zoo/animals/zoo/"
+        for kind, name, size in ((b"f", b"back_-backslash-_slash.txt", 1), (b"f", b"not-utf8-\xff\xfe.txt", 1),
+                                 (b"s", b"fifo", 0), (b"s", b"socket", 0), (b"s", b"link-to-dir", 5),
+                                 (b"s", b"link-to-nothing", 7), (b"f", b"dir_-backslash-_slash/sub_-backslash-_dir/deep.txt", 1),
+                                 (b"f", b"no-permissions", 1)):
+            self.assertRegex(listed, b"\n%s\t[0-9a-f]{16}\t%d\t%s\n" % (kind, size, re.escape(base + name)))
+        for modified, name in ((b"fffffffffad9a400", b"before-1970"), (b"0000000000000000", b"epoch"),
+                               (b"%016x" % 1_500_000_000_000, b"half-second")):
+            self.assertIn(b"f\t" + modified + b"\t1\t" + base + name + b"\n", listed)
+        for absent in (b"Backups.backupdb", b"x.MobileBackups", b"WD SmartWare.swstor", b"trailing", b"_-backslash-_leading"):
+            self.assertNotIn(base + absent, listed)
+        for absent in (b"feed.txt", b"return.txt", b".anomaly", b"\\", b"\r"):
+            self.assertNotIn(absent, listed)
+
+        log = root.log()
+        self.assertIn("WARNING: skipping filename with embedded <CR> or <LF>: " + os.fsdecode(base) + "line__\\n__feed.txt\n", log)
+        self.assertIn("WARNING: skipping dirname with TimeMachine in it: " + os.fsdecode(base) + "Backups.backupdb\n", log)
+        self.assertIn("WARNING: skipping dirname with illegal trailing sep: " + os.fsdecode(base) + "trailing\\\n", log)
+        self.assertEqual(log.count("ERROR: RecursivelyAddFilenamesToList recursion limit hit for: "), 1)
+        self.assertEqual(root.read(root.list_path(deep)).count(b"# Dir: /Volumes/Deep/a/b/d"), 999)
+        self.assertEqual(root.read(root.list_path(deep)).count(b"# Dir: /Volumes/Deep/long/names/n"), 16)
+
+    def test_unreadable_folders_leave_the_rest(self):
+        root = self.new_root()
+        volume = root.mount_volume("Shared Disk")
+        root.select(root.SYSTEM, volume)
+        trees.plant_home(root)
+        for folder in ("/Users/bob/Library", volume.mount + "private stuff", volume.mount + "a/b/c"):
+            root.write(folder + "/secret/file.txt", "x")
+            root.write(os.path.dirname(folder) + "/beside.txt", "x")
+        locked = ["/Users/bob/Library", volume.mount + "private stuff", volume.mount + "a/b/c"]
+        for folder in locked:
+            os.chmod(root.path(folder), 0)
+        self.assert_ran(root.run(may_read_anything=False))
+        self.assert_clean(root)
+        self.assert_listed(root, root.SYSTEM, unreadable=locked)
+        self.assert_listed(root, volume, unreadable=locked)
+        self.assertNotIn(b"secret", root.read(root.list_path(volume)))
+        self.assertIn(f'opendir failed for dirName="{volume.mount}a/b/c", errno 13 (Permission denied)', root.log())
+
+
+if __name__ == "__main__":
+    scan_case.run_tests()

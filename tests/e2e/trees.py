@@ -1,0 +1,110 @@
+"""Trees that the end-to-end tests and the demonstration plant: an ordinary home folder, names and kinds that break
+careless programs, a folder with many directories."""
+
+import os
+import socket
+
+BIG_FILE = 524_288_000
+LONG_AGO = 1_600_000_000
+
+# Of the files that plant_home makes, those that no backup wants: (path, size).
+HOME_UNWANTED = {
+    "/Users/bob/Library/Caches/app/cache.db": 4000,
+    "/Users/bob/.Trash/old.doc": 70,
+    "/Users/bob/Desktop/.DS_Store": 6148,
+    "/Users/bob/Downloads/installer.dmg": 9000,
+    "/Users/bob/Movies/Render Files/High Quality Media/clip.mov": 500,
+}
+# The wanted ones: path -> (size, category as filestats.xml names it).
+HOME_WANTED = {
+    "/Users/bob/Documents/letter.docx": (1200, "docs"),
+    "/Users/bob/Documents/Budget 2024.XLSX": (3400, "spreadsheets"),
+    "/Users/bob/Documents/talk.key": (10, "other"),
+    "/Users/bob/Documents/talk.pptx": (20, "presentations"),
+    "/Users/bob/Documents/taxes.qbw": (30, "financial"),
+    "/Users/bob/Documents/song text.wma": (5, "docs"),
+    "/Users/bob/Pictures/IMG_0001.JPG": (2_000_000, "pict"),
+    "/Users/bob/Pictures/IMG_0002.jpeg": (1_000_000, "pict"),
+    "/Users/bob/Pictures.old/scan": (40, "other"),
+    "/Users/bob/Music/Album/01 Intro.mp3": (5_000_000, "music"),
+    "/Users/bob/Movies/holiday.m4v": (700, "video"),
+    "/Users/bob/Library/Mail/V9/INBOX.mbox/1.emlx": (80, "email"),
+    "/Users/bob/Archive.TAR": (90, "zips"),
+    "/Users/bob/Favorites/start.webloc": (11, "browserfavorites"),
+    "/Users/bob/notes.": (7, "other"),
+    "/Users/bob/Empty.txt": (0, "docs"),
+    "/Users/Shared/readme.html": (12, "docs"),
+    "/Users/bob/Movies/Raw/holiday.mov": (BIG_FILE, "video"),
+}
+
+
+def plant_home(root):
+    for number, (file, size) in enumerate({**HOME_UNWANTED, **{f: s for f, (s, _) in HOME_WANTED.items()}}.items()):
+        root.sparse(file, size)
+        os.utime(root.path(file), (LONG_AGO + number, LONG_AGO + number))
+
+
+def plant_hostile(root, folder):
+    """Names and kinds that a walk must survive, below the first-level folder `folder` (no trailing "/")."""
+    base = os.fsencode(folder) + b"/zoo/"
+
+    def file(name, size=1):
+        target = root.path(base + name)
+        os.makedirs(os.path.dirname(target), exist_ok=True)
+        with open(target, "wb") as out:
+            out.write(b"x" * size)
+
+    for name in (b"line\nfeed.txt", b"carriage\rreturn.txt", b"back\\slash.txt", b"not-utf8-\xff\xfe.txt", b" ", b"  two  ",
+                 b"-rf", b"quote\"'&<>.xml", b"tab\tstop.txt", b"bell\x07", b"*?[x]", b"%s%n%d", b"#", b"# Dir: forged",
+                 b"n" * 255, "Ünïcödé 名前.txt".encode(), b"e\xcc\x81.txt", b"...", b".hidden", b"dot.", b"Thumbs.db|end"):
+        file(name)
+    for name in (b"dir\nfeed/inside.txt", b"dir\rreturn/inside.txt", b"dir\\slash/inside.txt", b"dir\\slash/sub\\dir/deep.txt",
+                 b"trailing\\/hidden.txt", b"\\leading/hidden.txt", b"lone_-backslash-_name/inside.txt",
+                 b"Backups.backupdb/gone.txt", b"x.MobileBackups/gone.txt", b"WD SmartWare.swstor/gone.txt",
+                 b"backups.BACKUPDB/kept.txt", b"d\xff\xfe/inside.txt", b"  /inside.txt", b"folder./x", b"..../x",
+                 b"N" * 255 + b"/" + b"m" * 255):
+        file(name)
+    os.makedirs(root.path(base + b"empty"))
+    os.symlink(b"../..", root.path(base + b"loop"))
+    os.symlink(b"empty", root.path(base + b"link-to-dir"))
+    os.symlink(b"-rf", root.path(base + b"link-to-file"))
+    os.symlink(b"nowhere", root.path(base + b"link-to-nothing"))
+    os.mkfifo(root.path(base + b"fifo"))
+    with socket.socket(socket.AF_UNIX) as plug:
+        here = os.open(root.path(base), os.O_RDONLY | os.O_DIRECTORY)
+        plug.bind(f"/proc/self/fd/{here}/socket")
+        os.close(here)
+    for name, seconds in ((b"before-1970", -86_400), (b"epoch", 0), (b"far-future", 8_000_000_000)):
+        file(name)
+        os.utime(root.path(base + name), (seconds, seconds))
+    file(b"half-second")
+    os.utime(root.path(base + b"half-second"), ns=(1_500_000_000_999_999_999, 1_500_000_000_999_999_999))
+    file(b"no-permissions")
+    os.chmod(root.path(base + b"no-permissions"), 0)
+
+
+def plant_deep(root, folder, levels):
+    """`folder` (planned as a whole, so depth 1) and directories below it, each with one file, down to depth `levels`."""
+    path = folder
+    for _ in range(levels - 1):
+        root.write(path + "/f", "x")
+        path += "/d"
+    root.write(path + "/f", "x")
+
+
+def plant_long(root, folder, levels=20):
+    """Directories of long names below `folder`, until their paths are longer than the system opens; a file in each."""
+    root.mkdir(folder)
+    here = os.open(root.path(folder), os.O_RDONLY)
+    for _ in range(levels):
+        os.close(os.open("f" * 200, os.O_CREAT | os.O_WRONLY, dir_fd=here))
+        os.mkdir("n" * 250, dir_fd=here)
+        below = os.open("n" * 250, os.O_RDONLY, dir_fd=here)
+        os.close(here)
+        here = below
+    os.close(here)
+
+
+def plant_many(root, folder, directories):
+    for number in range(directories):
+        root.write(f"{folder}/d{number:03d}/photo{number:03d}.jpg", "x" * number)

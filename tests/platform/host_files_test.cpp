@@ -1,0 +1,283 @@
+// The host's own file operations, in a temporary folder.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "platform/platform.h"
+#include "platform/whole_file.h"
+
+namespace {
+
+using namespace platform;
+
+struct Entry {
+  int queryErrno = 0;
+  EntryAttributes attributes;
+};
+
+class Collector : public EntryVisitor {
+ public:
+  bool OnEntry(std::string_view name, int queryErrno, const EntryAttributes& attributes) override {
+    entries[std::string(name)] = {queryErrno, attributes};
+    return entries.size() < most;
+  }
+  std::map<std::string, Entry> entries;
+  std::size_t most = SIZE_MAX;
+};
+
+class HostFilesTest : public ::testing::Test {
+ protected:
+  HostFilesTest() {
+    std::string name = "/tmp/tqplatformXXXXXX";
+    root = mkdtemp(name.data());
+  }
+  ~HostFilesTest() override {
+    std::error_code ignored;
+    std::filesystem::remove_all(root, ignored);
+  }
+  std::string At(const std::string& name) const { return root + "/" + name; }
+  void Put(const std::string& name, const std::string& content) const { std::ofstream(At(name)) << content; }
+  std::string Content(const std::string& name) const {
+    std::string content;
+    return ReadWholeFile(At(name).c_str(), 1 << 30, content) == 0 ? content : "<unreadable>";
+  }
+  unsigned ModeOf(const std::string& name) const {
+    struct stat facts {};
+    lstat(At(name).c_str(), &facts);
+    return facts.st_mode & 07777U;
+  }
+  int Open(const std::string& name, OpenMode mode) {
+    Reset();
+    return files.Open(At(name).c_str(), mode, 0666, descriptor);
+  }
+  void Reset() {
+    if (descriptor >= 0) files.Close(descriptor);
+    descriptor = -1;
+  }
+
+  Files& files = *HostPlatform().files;
+  std::string root;
+  int descriptor = -1;
+};
+
+TEST_F(HostFilesTest, ListsEveryKindOfEntryWithoutFollowingOrOpeningIt) {
+  Put("file", "12345");
+  timeval times[2] = {{1'000'000'000, 0}, {1'234'567'890, 999'999}};
+  ASSERT_EQ(utimes(At("file").c_str(), times), 0);
+  Put("sparse", "");
+  ASSERT_EQ(truncate(At("sparse").c_str(), std::int64_t{5} << 30), 0);
+  ASSERT_EQ(link(At("sparse").c_str(), At("hard").c_str()), 0);
+  ASSERT_EQ(mkdir(At("folder").c_str(), 0755), 0);
+  ASSERT_EQ(symlink("folder", At("link").c_str()), 0);
+  ASSERT_EQ(symlink("nowhere", At("..dangling").c_str()), 0);
+  ASSERT_EQ(mkfifo(At("fifo").c_str(), 0600), 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  At("socket").copy(address.sun_path, sizeof address.sun_path - 1);
+  const int socketDescriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(bind(socketDescriptor, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  close(socketDescriptor);
+  const std::string hostile = "\xFF\xFEn\\\n\r\t\"";
+  Put(hostile, "x");
+
+  Collector seen;
+  const ListResult result = files.ListDirectory(root.c_str(), seen);
+  EXPECT_EQ(result.openErrno, 0);
+  EXPECT_EQ(result.readErrno, 0);
+  const std::map<std::string, EntryKind> expected{
+      {"file", EntryKind::kRegular},     {"sparse", EntryKind::kRegular},          {"hard", EntryKind::kRegular},
+      {"folder", EntryKind::kDirectory}, {"link", EntryKind::kSymbolicLink},       {"fifo", EntryKind::kFifo},
+      {"socket", EntryKind::kSocket},    {"..dangling", EntryKind::kSymbolicLink}, {hostile, EntryKind::kRegular}};
+  std::map<std::string, EntryKind> kinds;
+  for (const auto& [name, entry] : seen.entries) {
+    EXPECT_EQ(entry.queryErrno, 0) << name;
+    kinds[name] = entry.attributes.kind;
+  }
+  EXPECT_EQ(kinds, expected);
+  EXPECT_EQ(seen.entries["file"].attributes.dataSize, 5);
+  EXPECT_EQ(seen.entries["file"].attributes.modTimeSec, 1'234'567'890);
+  EXPECT_NE(seen.entries["file"].attributes.createTimeSec, 1'234'567'890);
+  EXPECT_EQ(seen.entries["sparse"].attributes.dataSize, std::int64_t{5} << 30);
+  EXPECT_EQ(seen.entries["hard"].attributes.linkCount, 2U);
+
+  EntryAttributes device;
+  EXPECT_EQ(files.QueryEntry("/dev/null", device), 0);
+  EXPECT_EQ(device.kind, EntryKind::kCharacterDevice);
+  FileFacts through;
+  EXPECT_EQ(files.StatThroughLinks(At("link").c_str(), through), 0);
+  EXPECT_EQ(through.kind, EntryKind::kDirectory);
+  StatFacts plain;
+  EXPECT_EQ(files.Lstat(At("link").c_str(), plain), 0);
+  EXPECT_EQ(plain.kind, EntryKind::kSymbolicLink);
+  EXPECT_EQ(files.QueryEntry(At("missing").c_str(), device), ENOENT);
+  EXPECT_EQ(files.QueryEntry(At("file/below").c_str(), device), ENOTDIR);
+}
+
+TEST_F(HostFilesTest, ListsBeyondOneBufferStopsOnRequestAndNests) {
+  constexpr int kCount = 2000;
+  const std::string tail(200, 'n');  // 2000 such names need more than one buffer
+  for (int i = 0; i < kCount; ++i) Put(std::to_string(i) + tail, "");
+  Collector all;
+  files.ListDirectory(root.c_str(), all);
+  EXPECT_EQ(all.entries.size(), static_cast<std::size_t>(kCount));
+  for (int i = 0; i < kCount; ++i) EXPECT_EQ(all.entries.count(std::to_string(i) + tail), 1U) << i;
+
+  Collector few;
+  few.most = 3;
+  EXPECT_EQ(files.ListDirectory(root.c_str(), few).readErrno, 0);
+  EXPECT_EQ(few.entries.size(), 3U);
+
+  class Nesting : public EntryVisitor {
+   public:
+    bool OnEntry(std::string_view name, int, const EntryAttributes&) override {
+      names.insert(std::string(name));
+      Collector inner;
+      inner.most = 10;
+      HostPlatform().files->ListDirectory("/usr/bin", inner);
+      return true;
+    }
+    std::set<std::string> names;
+  } nesting;
+  files.ListDirectory(root.c_str(), nesting);
+  EXPECT_EQ(nesting.names.size(), static_cast<std::size_t>(kCount));
+}
+
+TEST_F(HostFilesTest, TellsWhyADirectoryCannotBeListed) {
+  Put("file", "x");
+  ASSERT_EQ(mkfifo(At("fifo").c_str(), 0600), 0);
+  ASSERT_EQ(mkdir(At("closed").c_str(), 0), 0);
+  Collector none;
+  EXPECT_EQ(files.ListDirectory(At("missing").c_str(), none).openErrno, ENOENT);
+  EXPECT_EQ(files.ListDirectory(At("file").c_str(), none).openErrno, ENOTDIR);
+  EXPECT_EQ(files.ListDirectory(At("fifo").c_str(), none).openErrno, ENOTDIR);
+  EXPECT_EQ(files.ListDirectory((root + "/" + std::string(5000, 'x')).c_str(), none).openErrno, ENAMETOOLONG);
+  if (geteuid() != 0) {  // root may list anything
+    EXPECT_EQ(files.ListDirectory(At("closed").c_str(), none).openErrno, EACCES);
+  }
+  EXPECT_TRUE(none.entries.empty());
+}
+
+TEST_F(HostFilesTest, OpensInEveryModeWithoutHangingOrFollowing) {
+  std::size_t written = 0;
+  ASSERT_EQ(Open("new", OpenMode::kCreateExclusive), 0);
+  EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0);
+  EXPECT_EQ(files.Write(descriptor, "hello world", 11, written), 0);
+  EXPECT_EQ(written, 11U);
+  char text[6] = "";
+  std::size_t got = 0;
+  EXPECT_EQ(files.Seek(descriptor, 6), 0);
+  EXPECT_EQ(files.Read(descriptor, text, 5, got), 0);
+  EXPECT_STREQ(text, "world");
+  EXPECT_EQ(files.Read(descriptor, text, 5, got), 0);
+  EXPECT_EQ(got, 0U);
+  EXPECT_EQ(Open("new", OpenMode::kCreateExclusive), EEXIST);
+  ASSERT_EQ(symlink("elsewhere", At("link").c_str()), 0);
+  EXPECT_EQ(Open("link", OpenMode::kCreateExclusive), EEXIST);
+  EXPECT_EQ(Open("link", OpenMode::kAppendNoFollow), ELOOP);
+  EXPECT_FALSE(std::filesystem::exists(At("elsewhere")));
+
+  ASSERT_EQ(Open("new", OpenMode::kAppendNoFollow), 0);
+  EXPECT_EQ(files.Write(descriptor, "!", 1, written), 0);
+  ASSERT_EQ(Open("new", OpenMode::kAppend), 0);
+  EXPECT_EQ(files.Write(descriptor, "!", 1, written), 0);
+  EXPECT_EQ(Content("new"), "hello world!!");
+  ASSERT_EQ(Open("new", OpenMode::kWriteTruncate), 0);
+  EXPECT_EQ(Content("new"), "<unreadable>");  // empty
+  EXPECT_EQ(Open("missing", OpenMode::kRead), ENOENT);
+
+  ASSERT_EQ(mkfifo(At("fifo").c_str(), 0600), 0);
+  EXPECT_EQ(Open("fifo", OpenMode::kRead), 0);
+  Reset();
+  EXPECT_EQ(Open("fifo", OpenMode::kAppendNoFollow), ENXIO);
+  EXPECT_EQ(Open("fifo", OpenMode::kWriteTruncate), ENXIO);
+}
+
+TEST_F(HostFilesTest, WritesAsMuchAsFitsAndTellsTheError) {
+  std::size_t written = 99;
+  ASSERT_EQ(files.Open("/dev/full", OpenMode::kAppend, 0666, descriptor), 0);
+  EXPECT_EQ(files.Write(descriptor, "x", 1, written), ENOSPC);
+  EXPECT_EQ(written, 0U);
+  EXPECT_EQ(Open(".", OpenMode::kRead), 0);
+  std::size_t got = 0;
+  char byte = 0;
+  EXPECT_EQ(files.Read(descriptor, &byte, 1, got), EISDIR);
+}
+
+TEST_F(HostFilesTest, LocksExcludeEachOther) {
+  ASSERT_EQ(Open("lock", OpenMode::kAppend), 0);
+  int other = -1;
+  ASSERT_EQ(files.Open(At("lock").c_str(), OpenMode::kRead, 0, other), 0);
+  EXPECT_EQ(files.TryLockExclusive(descriptor), 0);
+  EXPECT_EQ(files.TryLockExclusive(other), EWOULDBLOCK);
+  Reset();
+  EXPECT_EQ(files.TryLockExclusive(other), 0);
+  files.Close(other);
+}
+
+TEST_F(HostFilesTest, GivesExactModesWhateverTheUmask) {
+  const mode_t former = umask(077);
+  EXPECT_EQ(files.MakeDirectory(At("folder").c_str(), 0777), 0);
+  EXPECT_EQ(files.MakeHiddenDirectory(At(".hidden").c_str(), 0777), 0);
+  EXPECT_EQ(Open("file", OpenMode::kAppend), 0);
+  EXPECT_EQ(umask(former), static_cast<mode_t>(077));  // given back
+  EXPECT_EQ(ModeOf("folder"), 0777U);
+  EXPECT_EQ(ModeOf(".hidden"), 0777U);
+  EXPECT_EQ(ModeOf("file"), 0600U);
+  EXPECT_EQ(files.ChangeDescriptorMode(descriptor, 0666), 0);
+  EXPECT_EQ(ModeOf("file"), 0666U);
+  EXPECT_EQ(files.MakeDirectory(At("folder").c_str(), 0700), EEXIST);
+  EXPECT_EQ(files.MakeDirectory(At("no/folder").c_str(), 0700), ENOENT);
+  EXPECT_EQ(files.ChangeMode(At("folder").c_str(), 0750), 0);
+  AccessFacts access;
+  EXPECT_EQ(files.QueryAccess(At("folder").c_str(), access), 0);
+  EXPECT_EQ(access.mode, 0750U);
+  EXPECT_EQ(access.userId, geteuid());
+}
+
+TEST_F(HostFilesTest, RenamesReplacesUnlinksAndNamesTemporaries) {
+  Put("from", "new");
+  Put("to", "old");
+  EXPECT_EQ(files.Rename(At("from").c_str(), At("to").c_str()), 0);
+  EXPECT_EQ(Content("to"), "new");
+  EXPECT_EQ(files.Rename(At("from").c_str(), At("to").c_str()), ENOENT);
+  EXPECT_EQ(files.Unlink(At("to").c_str()), 0);
+  EXPECT_EQ(files.Unlink(At("to").c_str()), ENOENT);
+
+  std::string first;
+  std::string second;
+  ASSERT_EQ(files.MakeTemporaryFile(root, "tqr", ".txt", first), 0);
+  ASSERT_EQ(files.MakeTemporaryFile(root, "tqr", ".txt", second), 0);
+  EXPECT_NE(first, second);
+  EXPECT_EQ(first.size(), root.size() + std::string("/tqrXXXXXX.txt").size());
+  EXPECT_TRUE(first.starts_with(root + "/tqr") && first.ends_with(".txt"));
+  EXPECT_EQ(ModeOf(first.substr(root.size() + 1)), 0600U);
+}
+
+TEST_F(HostFilesTest, ReadsWholeRegularFilesWithinTheLimit) {
+  Put("empty", "");
+  const std::string big = std::string(200'000, 'b') + std::string(1, '\0') + "end";
+  Put("big", big);
+  std::string content = "before";
+  const auto size = static_cast<std::int64_t>(big.size());
+  EXPECT_EQ(ReadWholeFile(At("big").c_str(), size, content), 0);
+  EXPECT_EQ(content, big);
+  EXPECT_EQ(ReadWholeFile(At("big").c_str(), size - 1, content), EFBIG);
+  EXPECT_EQ(ReadWholeFile(At("empty").c_str(), size, content), ENODATA);
+  EXPECT_EQ(ReadWholeFile(At("missing").c_str(), size, content), ENOENT);
+  EXPECT_EQ(ReadWholeFile(root.c_str(), size, content), EINVAL);
+  ASSERT_EQ(mkfifo(At("fifo").c_str(), 0600), 0);
+  EXPECT_EQ(ReadWholeFile(At("fifo").c_str(), size, content), EINVAL);
+}
+
+}  // namespace

@@ -1,0 +1,165 @@
+// The host's own clock, children, accounts and volumes.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <set>
+
+#include "platform/platform.h"
+
+namespace {
+
+using namespace platform;
+
+class HostMachineTest : public ::testing::Test {
+ protected:
+  ChildStatus WaitFor(int pid) {
+    ChildStatus child = machine.PollChild(pid);
+    for (int i = 0; i < 10'000 && !child.ended; ++i) {
+      machine.SleepMicros(500);
+      child = machine.PollChild(pid);
+    }
+    return child;
+  }
+  Machine& machine = *HostPlatform().machine;
+  Volumes& volumes = *HostPlatform().volumes;
+};
+
+TEST_F(HostMachineTest, ClockAndZoneAgreeWithTheSystem) {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  const std::int64_t millis = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+  EXPECT_NEAR(static_cast<double>(machine.NowMillis()), static_cast<double>(millis), 5000);
+  setenv("TZ", "XST-5:30", 1);
+  tzset();
+  EXPECT_EQ(machine.LocalOffsetSeconds(1'700'000'000), 19'800);
+  setenv("TZ", "EST5EDT,M3.2.0,M11.1.0", 1);
+  tzset();
+  EXPECT_EQ(machine.LocalOffsetSeconds(1'700'000'000), -18'000);
+  EXPECT_EQ(machine.LocalOffsetSeconds(1'690'000'000), -14'400);
+  unsetenv("TZ");
+  tzset();
+}
+
+TEST_F(HostMachineTest, TellsWhatTheProcessIs) {
+  EXPECT_EQ(machine.ProcessId(), getpid());
+  const MemoryFigures memory = machine.ProcessMemory();
+  EXPECT_GT(memory.residentBytes, 100'000U);
+  EXPECT_GE(memory.virtualBytes, memory.residentBytes);
+  EXPECT_GT(machine.HardwareMemoryBytes(), memory.residentBytes);
+  EXPECT_FALSE(machine.MachineName().empty());
+  char name[300] = "";
+  gethostname(name, sizeof name - 1);
+  std::string told;
+  EXPECT_TRUE(machine.HostName(told));
+  EXPECT_EQ(told, name);
+  LoginFacts login;
+  EXPECT_FALSE(machine.FindLogin("no such login", login));
+  ASSERT_TRUE(machine.FindLogin("root", login));
+  EXPECT_EQ(login.userId, 0U);
+  EXPECT_EQ(login.groupIds.size(), login.groupNames.size());
+  EXPECT_TRUE(std::set<std::string>(login.groupNames.begin(), login.groupNames.end()).contains("root"));
+}
+
+TEST_F(HostMachineTest, RandomNumbersStayBelowTheirBoundAndReachAll) {
+  std::set<std::uint32_t> seen;
+  for (int i = 0; i < 1000; ++i) seen.insert(machine.RandomBelow(9));
+  EXPECT_EQ(seen.size(), 9U);
+  EXPECT_EQ(*seen.rbegin(), 8U);
+  EXPECT_EQ(machine.RandomBelow(1), 0U);
+}
+
+TEST_F(HostMachineTest, RunsAndKillsShellsWithAllTheirChildren) {
+  int error = -1;
+  EXPECT_EQ(WEXITSTATUS(machine.RunShellAndWait("exit 3", error)), 3);
+  EXPECT_EQ(error, 0);
+  const int quick = machine.StartShell("exit 5", error);
+  ASSERT_GT(quick, 0);
+  const ChildStatus ended = WaitFor(quick);
+  EXPECT_EQ(ended.pid, quick);
+  EXPECT_EQ(WEXITSTATUS(ended.status), 5);
+  EXPECT_EQ(machine.PollChild(quick).pid, -1);
+
+  int ends[2];  // the shell and its children hold the writing end: it stays open until the last of them is gone
+  ASSERT_EQ(pipe(ends), 0);
+  const int slow = machine.StartShell("trap '' TERM; sleep 1000 & sleep 1000; true", error);
+  close(ends[1]);
+  ASSERT_GT(slow, 0);
+  EXPECT_EQ(getpgid(slow), slow);
+  const ChildStatus running = machine.PollChild(slow);
+  EXPECT_FALSE(running.ended);
+  EXPECT_EQ(running.pid, 0);
+  EXPECT_EQ(machine.KillChildGroup(slow), 0);
+  EXPECT_EQ(WTERMSIG(WaitFor(slow).status), SIGKILL);
+  char byte = 0;
+  EXPECT_EQ(read(ends[0], &byte, 1), 0);
+  close(ends[0]);
+}
+
+TEST_F(HostMachineTest, ExitKeepsWhatWasPrinted) {
+  EXPECT_EXIT(
+      {
+        dup2(2, 1);
+        std::printf("held back");
+        machine.Exit(7);
+      },
+      ::testing::ExitedWithCode(7), "held back");
+}
+
+TEST_F(HostMachineTest, TheRootIsAVolumeAndAPlainFolderIsNone) {
+  std::vector<MountedVolume> mounted;
+  ASSERT_EQ(volumes.ListMountedVolumes(mounted), 0);
+  ASSERT_FALSE(mounted.empty());
+  EXPECT_EQ(mounted[0].path, "/");
+  EXPECT_TRUE(mounted[0].isLocal && mounted[0].isBrowsable && !mounted[0].error);
+  VolumeAttributes attributes;
+  ASSERT_EQ(volumes.QueryVolume("/", attributes), 0);
+  struct statvfs figures {};
+  ASSERT_EQ(statvfs("/", &figures), 0);
+  EXPECT_EQ(attributes.totalBytes, figures.f_blocks * figures.f_frsize);
+  EXPECT_GE(attributes.freeBytes, attributes.availableBytes);
+  const MediaWalk walk = volumes.WalkMedia("/", attributes.deviceName);
+  ASSERT_EQ(walk.objects.size(), 1U);
+  EXPECT_TRUE(walk.objects[0].isMedia && walk.objects[0].isWhole && !walk.objects[0].isOptical);
+  EXPECT_EQ(volumes.QueryVolume("/usr/bin/", attributes), EINVAL);
+  EXPECT_EQ(volumes.QueryVolume("/no/such/folder", attributes), ENOENT);
+  EXPECT_TRUE(volumes.WalkMedia("/usr/bin", "").objects.empty());
+
+  std::vector<MountTableRow> skipped;
+  ASSERT_EQ(volumes.ReadSkippedMounts(skipped), 0);
+  std::set<std::string> points;
+  for (const MountTableRow& row : skipped) points.insert(row.mountPoint + " " + row.type);
+  EXPECT_TRUE(points.contains("/proc proc"));
+}
+
+TEST_F(HostMachineTest, SortsPropertyListsByWhatIsWrong) {
+  const std::string path = "/tmp/tqplatform" + std::to_string(getpid()) + ".plist";
+  std::string version;
+  const auto statusOf = [&](const std::string& text) {
+    std::ofstream(path, std::ios::trunc) << text;
+    return machine.ReadProductVersion(path.c_str(), version);
+  };
+  EXPECT_EQ(machine.ReadProductVersion(path.c_str(), version), PropertyListStatus::kMissing);
+  EXPECT_EQ(statusOf(""), PropertyListStatus::kUnreadable);
+  EXPECT_EQ(statusOf("bplist00"), PropertyListStatus::kInvalid);
+  EXPECT_EQ(statusOf("<plist><array/></plist>"), PropertyListStatus::kWrongType);
+  EXPECT_EQ(statusOf("<plist><dict><key>ProductVersion</key><string>14.2</string></dict></plist>"),
+            PropertyListStatus::kOk);
+  EXPECT_EQ(version, "14.2");
+  std::vector<DestinationValue> values;
+  EXPECT_EQ(volumes.ReadBackupDestinations(path.c_str(), values), PropertyListStatus::kOk);
+  EXPECT_TRUE(values.empty());
+  ASSERT_EQ(truncate(path.c_str(), 104'857'601), 0);
+  EXPECT_EQ(volumes.ReadBackupDestinations(path.c_str(), values), PropertyListStatus::kUnreadable);
+  EXPECT_EQ(volumes.ReadBackupDestinations("/tmp", values), PropertyListStatus::kUnreadable);
+  unlink(path.c_str());
+}
+
+}  // namespace

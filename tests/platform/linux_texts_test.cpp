@@ -1,0 +1,63 @@
+#include "platform/linux_texts.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace platform;
+
+using Bytes = std::vector<std::uint8_t>;
+
+const Bytes kAddress{0xA1, 0, 3, 4, 5, 0xFE};
+
+InterfaceFacts Interface(const char* name, std::uint32_t index, bool hasDevice, bool isRandom = false) {
+  return {name, index, kAddress, true, hasDevice, isRandom};
+}
+
+const char* ChosenOf(const std::vector<InterfaceFacts>& interfaces) {
+  const InterfaceFacts* chosen = ChooseInterface(interfaces);
+  return chosen == nullptr ? "none" : chosen->name.c_str();
+}
+
+TEST(LinuxTextsTest, ReadsPagesAndNumbers) {
+  const MemoryFigures figures = ParseStatm("2000 100 90 1 0 50 0\n", 4096);
+  EXPECT_EQ(figures.virtualBytes, 8'192'000U);
+  EXPECT_EQ(figures.residentBytes, 409'600U);
+  for (const char* bad : {"", "x", "2000", "2000 ", " 2000 100", "2000\n100", "-1 5"}) {
+    EXPECT_EQ(ParseStatm(bad, 4096).virtualBytes, 0U) << bad;
+  }
+  EXPECT_EQ(ParseKernelNumber("1\n"), 1U);
+  EXPECT_EQ(ParseKernelNumber("0"), 0U);
+  for (const char* bad : {"", "\n", "1 2", "x", "99999999999999999999"})
+    EXPECT_EQ(ParseKernelNumber(bad), std::nullopt) << bad;
+}
+
+TEST(LinuxTextsTest, NamesArchitecturesInTheTablesWords) {
+  EXPECT_EQ(ArchitectureWord("aarch64"), "arm64");
+  EXPECT_EQ(ArchitectureWord("x86_64"), "x86_64");
+  for (const char* name : {"i386", "i486", "i586", "i686"}) EXPECT_EQ(ArchitectureWord(name), "x86_32");
+  EXPECT_EQ(ArchitectureWord("i786"), "i786");
+}
+
+TEST(LinuxTextsTest, ChoosesTheInterfaceThatStaysTheSame) {
+  InterfaceFacts loopback = Interface("lo", 1, false);
+  loopback.isEthernet = false;
+  InterfaceFacts zero = Interface("zero", 2, true);
+  zero.address.assign(6, 0);
+  InterfaceFacts longer = Interface("infiniband", 3, true);
+  longer.address.assign(20, 1);
+  const InterfaceFacts madeUp = Interface("veth", 4, false, true);
+  const InterfaceFacts bridge = Interface("bridge", 5, false);
+  const InterfaceFacts wireless = Interface("wlan", 7, true);
+  const InterfaceFacts wired = Interface("eth", 6, true, true);
+  const InterfaceFacts en0 = Interface("en0", 9, false, true);
+  const std::vector<InterfaceFacts> unusable{loopback, zero, longer, madeUp};
+
+  EXPECT_STREQ(ChosenOf({bridge, wireless, wired, en0}), "en0");
+  EXPECT_STREQ(ChosenOf({bridge, wireless, wired}), "eth");
+  EXPECT_STREQ(ChosenOf({madeUp, Interface("later", 8, false), bridge}), "bridge");
+  EXPECT_STREQ(ChosenOf(unusable), "none");
+  EXPECT_EQ(HardwareAddressText(kAddress), "a1-00-03-04-05-fe");
+}
+
+}  // namespace

@@ -1,0 +1,91 @@
+#include "scan/commands.h"
+
+#include <set>
+
+#include "tests/scan/scan_fixture.h"
+
+class CommandsTest : public ScanTest {
+ protected:
+  static TqStringVector Words(std::initializer_list<const char*> words) {
+    TqStringVector arguments;
+    for (const char* word : words) arguments.Add(word);
+    return arguments;
+  }
+  /// Runs `command`; gives its status, what it printed is in `out` and `err`.
+  int Call(const TqCommand& command, const TqStringVector& arguments) {
+    std::FILE* outFile = std::tmpfile();
+    std::FILE* errFile = std::tmpfile();
+    TqCommandCall call{"tqfilelist", arguments, outFile, errFile, run};
+    int status = -1;
+    try {
+      status = RunCommandOfTable(command, call);
+    } catch (const ExitCalled& exit) {
+      status = exit.status;
+    }
+    out = Content(outFile);
+    err = Content(errFile);
+    return status;
+  }
+  int Call(const TqStringVector& arguments, TqStage stage) { return Call(*FindCommand(arguments, stage), arguments); }
+  static std::string Content(std::FILE* file) {
+    std::rewind(file);
+    std::string text;
+    for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) text += static_cast<char>(c);
+    std::fclose(file);
+    return text;
+  }
+  TqRunState run;
+  std::string out;
+  std::string err;
+};
+
+TEST_F(CommandsTest, EveryWordThatBeginsLikeHelpPrintsTheUsage) {
+  for (const char* word : {"-h", "-help", "-hat"}) {
+    EXPECT_EQ(Call(Words({word}), TqStage::kBeforeSettings), 1);
+    EXPECT_EQ(out, "");
+    EXPECT_TRUE(
+        err.starts_with("Usage: tqfilelist [-h] [-<other options described below>]\n\n -h generates this message\n"));
+    EXPECT_TRUE(
+        err.ends_with("\n\n -explainfile <fileThatShouldBeBackedUp> <generatedReportFileName> explains all\n"
+                      " -retentioninfo\n\n"));
+    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 39);
+  }
+}
+
+TEST_F(CommandsTest, WordsAreExactAndHaveTheirStage) {
+  EXPECT_EQ(Call(Words({"-version", "ignored"}), TqStage::kBeforeSettings), 0);
+  EXPECT_EQ(out, Joined("VERSION: ", TqVersionString(), "\n"));
+  EXPECT_EQ(Call(Words({"-oswithdetail"}), TqStage::kBeforeSettings), 0);
+  EXPECT_EQ(out, "OSwithDetail: MacOsX-10.15.7\n");
+  EXPECT_EQ(FindCommand(Words({"-version"}), TqStage::kAfterSettings), nullptr);
+  for (const char* word : {"-Version", "-versions", "version", ""}) {
+    EXPECT_EQ(FindCommand(Words({word}), TqStage::kBeforeSettings), nullptr) << word;
+    EXPECT_EQ(FindCommand(Words({word}), TqStage::kAfterSettings), nullptr) << word;
+  }
+  EXPECT_EQ(FindCommand(Words({}), TqStage::kAfterSettings), nullptr);
+}
+
+TEST_F(CommandsTest, TableHoldsNoWordTwice) {
+  std::set<std::string_view> words;
+  for (const TqCommand& command : Commands()) EXPECT_TRUE(words.insert(command.word).second) << command.word;
+}
+
+TEST_F(CommandsTest, MissingOperandsAreTold) {
+  const TqCommand command{"-two", [](TqCommandCall& call) { return call.Operand(2).IsEmpty() ? 5 : 6; },
+                          TqStage::kAfterSettings, 2};
+  EXPECT_EQ(Call(command, Words({"-two", "a"})), 0);
+  EXPECT_EQ(out, "Must have additional arg for: -two\n");
+  EXPECT_EQ(Call(command, Words({"-two", "a", ""})), 5) << "an empty word is an operand";
+  EXPECT_EQ(Call(command, Words({"-two", "a", "b"})), 6);
+}
+
+TEST_F(CommandsTest, TwoWaysIntoTheScanRun) {
+  EXPECT_EQ(Call(Words({"-urgent_refresh_all"}), TqStage::kAfterSettings), 0);
+  EXPECT_TRUE(run.urgent);
+  EXPECT_FALSE(run.firstInstall);
+  run = TqRunState();
+  EXPECT_EQ(Call(Words({"-first_install_time_urgent"}), TqStage::kAfterSettings), 0);
+  EXPECT_TRUE(run.urgent);
+  EXPECT_TRUE(run.firstInstall);
+  EXPECT_EQ(CountLogged("got three hour lock, starting scan...."), 2);
+}

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "scan/scan_run.h"
+#include "scan/top_dirs.h"
+#include "selection/rule_engine.h"
+#include "tests/scan/scan_fixture.h"
+#include "volumes/defcon.h"
+#include "volumes/volume_registry.h"
+
+/// Whole scan runs: the system volume and one external volume are attached and selected.
+class ScanRunTest : public ScanTest {
+ protected:
+  static constexpr const char* kHex16 = "[0-9a-f]{16}";
+  const std::string kRootList = Text(kSystemGuid) + "_root_filelist.dat";
+  const std::string kDriveList = Text(kDataGuid) + "_driv_filelist.dat";
+
+  ScanRunTest() {
+    AttachSystemVolume();
+    Attach("/Volumes/Drive", kDataGuid);
+    fake.WriteFile("/Users/bob/Documents/letter.doc", "12345");
+    fake.WriteFile("/Volumes/Drive/photos/2020/a.jpg", "123");
+    fake.WriteFile("/Volumes/Drive/photos/2021/b.jpg", "1234");
+    SelectBoth();
+  }
+  ~ScanRunTest() override {
+    TqInfoManager::FreeRules(TqInfoManager::tqExcludeFilenameRules, &TqInfoManager::num_tqExcludeFilenameRules);
+    TqUiUtil::ForgetDefconCache();
+    TqUiUtil::ForgetGuidState();
+    ForgetVerificationTime();
+  }
+
+  void SelectBoth() { Select({{"/", kSystemGuid}, {"/Volumes/Drive/", kDataGuid}}); }
+  /// One run from a fresh process's state; its exit status.
+  int Run(void (*change)(TqRunState&) = nullptr) {
+    TqRunState run;
+    run.processStartMillis = fake.nowMillis;
+    if (change != nullptr) change(run);
+    try {
+      RunScan(run);
+    } catch (const ExitCalled& exit) {
+      return exit.status;
+    }
+  }
+  std::string List(const std::string& name) { return fake.ReadFile(Data("tqfilelists/") + name); }
+  bool HasList(const std::string& name) { return fake.Has(Data("tqfilelists/") + name); }
+  void PutList(const std::string& name, const std::string& text) { fake.WriteFile(Data("tqfilelists/") + name, text); }
+  /// Names in the lists folder, sorted.
+  std::vector<std::string> Folder() {
+    std::vector<std::string> names = fake.Names(Data("tqfilelists"));
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  /// A registry of (vguid, mount point, days since last seen).
+  void PutRegistry(const std::vector<std::tuple<std::string, std::string, int>>& volumes) {
+    TqVolumeInfoList list;
+    for (const auto& [vguid, mountPoint, days] : volumes) {
+      TqVolumeInfo* record = list.AddNew();
+      record->Reset();
+      record->SetVguid(vguid);
+      record->mountPointPath = mountPoint.c_str();
+      record->lastTimeVolumeWasSeenAttachedGmtMillis = fake.nowMillis - days * 86'400'000LL;
+    }
+    ASSERT_TRUE(TqUiUtil::TqVolumesXml_WriteTqVolumesXmlFile("000", list));
+  }
+};

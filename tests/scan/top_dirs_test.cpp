@@ -1,0 +1,190 @@
+#include "scan/top_dirs.h"
+
+#include "tests/scan/scan_fixture.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+Texts All(const TqStringVector& texts) {
+  Texts all;
+  for (const TqString* text : texts) all.emplace_back(text->View());
+  return all;
+}
+
+class TopDirsTest : public ScanTest {
+ protected:
+  TopDirsTest() {
+    list.secondsTable = seconds.data();
+    AttachSystemVolume();
+    ForgetVerificationTime();
+  }
+  ~TopDirsTest() override { ForgetVerificationTime(); }
+
+  void Plan(const TqVolumeInfo* defcon = nullptr) {
+    ScanDiskAndCreateTopDirsListInRam(
+        list, defcon != nullptr, defcon, [](void*) { throw ExitCalled{0}; }, nullptr);
+  }
+  /// An entry without planning.
+  void Add(const char* dir, const char* vguid) {
+    list.dirs.Add(dir);
+    list.vguids.Add(vguid);
+    ++list.count;
+  }
+
+  std::vector<std::int32_t> seconds = std::vector<std::int32_t>(TqTopDirsList::kMaxSeconds);
+  TqTopDirsList list;
+  const std::string path = Data("tqfilelists/topdirs.xml");
+};
+
+TEST_F(TopDirsTest, PlansTwoLevelsOfEveryAttachedVolumeSortedByPath) {
+  Attach("/Volumes/Data", kDataGuid);
+  Attach("/Volumes/Bad", kOtherGuid);
+  fake.Find("/Volumes/Bad")->openErrno = EACCES;
+  for (const char* folder : {"/Users/al/deep", "/Users/\xC3\x84", "/Users-x", "/Library/x", "/Volumes/Data/Developer/x",
+                             "/Volumes/Data/Library/x", "/opt/local", "/Windows/x", "/.Spotlight-v100/x", "/share/nas",
+                             "/sealed", "/Volumes/Data/pics/2020"}) {
+    fake.MakeFolders(folder);
+  }
+  fake.MakeLink("/link", "/Users");
+  fake.MakeLink("/Users/link", "/Users/al");
+  fake.Find("/sealed")->openErrno = EACCES;
+  fake.skippedMounts = {{"/share/nas", "//nas/share", "smbfs"}};
+  Select({{"/", kSystemGuid},
+          {"/Volumes/Data/", kDataGuid},
+          {"/Volumes/Bad/", kOtherGuid},
+          {"/Volumes/Gone/", "v003dddddddddddddddddddddddd"}},
+         "<tqdirfilter dir=\"/volumes/data/developer/\" whichfiles=\"none\"/> \n");
+  TqVolumeInfo defcon;
+  defcon.mountPointPath = "/Volumes/Data/";
+  Plan(&defcon);
+
+  const Texts expected = {"0/Volumes/Data/", "1/Volumes/Data/.tqvol/", "1/Volumes/Data/Library/",
+                          "2/Volumes/Data/Library/x/", "1/Volumes/Data/pics/", "2/Volumes/Data/pics/2020/",
+                          // "-" sorts before "/", a byte of 0x80 or more before ASCII.
+                          "0/", "1/Users-x/", "1/Users/", "2/Users/\xC3\x84/", "2/Users/al/", "1/sealed/", "1/share/"};
+  EXPECT_EQ(All(list.dirs), expected);
+  Texts vguids(6, kDataGuid);
+  vguids.insert(vguids.end(), 7, kSystemGuid);
+  EXPECT_EQ(All(list.vguids), vguids);
+  EXPECT_EQ(list.count, 13);
+  EXPECT_TRUE(
+      Logged("WARNING: ScanDiskAndCreateTopDirsListInRam, volume: /Volumes/Gone/ is not currently attached OR "));
+  EXPECT_TRUE(Logged("ERROR: processId=12345, GetListOfFileInfosInDir failed for TOP: /Volumes/Bad/\n"));
+  EXPECT_TRUE(Logged("ERROR: GetListOfFileInfosInDir failed for SECOND: /sealed/\n"));
+}
+
+TEST_F(TopDirsTest, LeavesOutPrintersOnlyInLowerCase) {
+  for (const char* folder : {"/library/printers/x", "/library/Printers"}) fake.MakeFolders(folder);
+  Select({{"/", kSystemGuid}});  // without any filter no directory counts as excluded
+  Plan();
+  EXPECT_EQ(All(list.dirs),
+            (Texts{"0/", "1/Library/", "2/Library/Kestrune.tqpkg/", "1/library/", "2/library/Printers/"}));
+}
+
+TEST_F(TopDirsTest, EndsTheRunWhenNoSelectedVolumeIsAttached) {
+  Select({{"/Volumes/Gone/", kDataGuid}});
+  EXPECT_THROW(Plan(), ExitCalled);
+}
+
+TEST_F(TopDirsTest, WritesActiveEntriesAndCountsTheNextIndexAmongThem) {
+  Add("0/", kSystemGuid);
+  Add("1/gone/", "");
+  Add("", kDataGuid);
+  Add("2/a&\"b/", kSystemGuid);
+  list.SetSeconds(3, 17);
+  list.SetSeconds(TqTopDirsList::kMaxSeconds, 5);  // beyond the table: must not be stored
+  list.next_to_index = 3;
+  list.num_times_mount_points_verified = 2;
+  list.millis_to_produce = 34;
+  list.gmt_millis = fake.nowMillis;
+  ASSERT_TRUE(WriteTopDirsXmlFile(path, list));
+  EXPECT_EQ(fake.ReadFile(path),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<contents>\n"
+            "<stats numtopdirs=\"4\" num_times_mount_points_verified=\"2\" millis_to_produce=\"34\" "
+            "next_to_index=\"1\" gmt_millis=\"0000018bcfe56800\" gmt_datetime=\"20231114221320\" />\n"
+            "<dir num=\"0\" vguid=\"v000aaaaaaaaaaaaaaaaaaaaaaaa\" secs_to_scan=\"0\" path=\"0/\" />\n"
+            "<dir num=\"1\" vguid=\"v000aaaaaaaaaaaaaaaaaaaaaaaa\" secs_to_scan=\"17\" path=\"2/a&amp;&quot;b/\" />\n"
+            "</contents>\n");
+
+  seconds.assign(seconds.size(), 0);
+  ASSERT_TRUE(ReadTopDirsXmlFile(path, list));
+  EXPECT_EQ(All(list.dirs), (Texts{"0/", "2/a&\"b/"}));
+  EXPECT_EQ(list.SecondsOf(1), 17);
+  EXPECT_EQ(list.next_to_index, 1);
+  EXPECT_EQ(list.gmt_millis, 18) << "written in hexadecimal, read as the decimal digits before the first letter";
+}
+
+TEST_F(TopDirsTest, AFullDiskKeepsTheOldFileAndAFailedRenameIsTriedFiveTimes) {
+  fake.WriteFile(path, "old");
+  Add("0/", kSystemGuid);
+  fake.fault = [](std::string_view operation, std::string_view) { return operation == "rename" ? EACCES : 0; };
+  EXPECT_TRUE(WriteTopDirsXmlFile(path, list));
+  EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(5, 1'000'000));
+  EXPECT_EQ(CountLogged("ERROR: WriteTopDirsXmlFile could not write AtomicMove file: " + path + ".tmp"), 5);
+  fake.fault = nullptr;
+  fake.diskBytesLeft = 20;
+  EXPECT_FALSE(WriteTopDirsXmlFile(path, list));
+  EXPECT_EQ(fake.ReadFile(path), "old");
+}
+
+TEST_F(TopDirsTest, ReadsDamagedFilesLeniently) {
+  Attach("/Volumes/Data", kDataGuid);
+  Attach("/Volumes/Data2", kOtherGuid);
+  Select({{"/Volumes/Data/", kDataGuid}, {"/Volumes/Data2/", kOtherGuid}});
+  EXPECT_FALSE(ReadTopDirsXmlFile("/missing.xml", list));
+  fake.WriteFile(path, "<contents>\n<stats next_to_index=\"1\" />\n</contents>\n");
+  EXPECT_FALSE(ReadTopDirsXmlFile(path, list));
+  EXPECT_TRUE(Logged("ERROR: ReadTopDirsXmlFile - could not find any \"<dir \" in:" + path));
+  EXPECT_TRUE(Logged("ERROR: ReadTopDirsXmlFile - no attr num_times_mount_points_ver:" + path));
+
+  fake.WriteFile(path,
+                 "<contents>\n<stats next_to_index=\"-2\" />\n<dir vguid=\"v\" path=\"2/Volumes/Data2/x/\" />\n"
+                 "<dir path=\"2/Users/x/\" secs_to_scan=\"5\" />\n<dir vguid=\"v000aaaa\" />\n");
+  ASSERT_TRUE(ReadTopDirsXmlFile(path, list));
+  EXPECT_EQ(list.next_to_index, 0);
+  EXPECT_EQ(All(list.vguids), (Texts{kOtherGuid, "", "v000aaaa"})) << "/Volumes/Data is a mere prefix";
+  EXPECT_EQ(list.SecondsOf(1), 5);
+  EXPECT_FALSE(list.IsActive(1) || list.IsActive(2));
+}
+
+TEST_F(TopDirsTest, VerifyingDropsAVolumeThatWentAway) {
+  Attach("/Volumes/Data", kDataGuid);
+  Attach("/Volumes/Stays", kOtherGuid);
+  Add("0/Volumes/Data/", kDataGuid);
+  Add("2/Volumes/Data/b\\c/", kDataGuid);
+  Add("2/Volumes/Stays/x/", "V002CCCCCCCCCCCCCCCCCCCCCCCC");
+  const std::string good = Data("tqfilelists/") + kDataGuid + "_data_filelist.dat";
+  fake.WriteFile(good, "good");
+  fake.WriteFile(good + ".future", "half");
+  EXPECT_TRUE(VerifyMountPointsAndCorrectTopDirs(list, nullptr));
+
+  fake.Unmount("/Volumes/Data");
+  const TqString below = "/Volumes/Data/b_-backslash-_c/d";
+  EXPECT_TRUE(VerifyMountPointsAndCorrectTopDirs(list, &below));
+  EXPECT_TRUE(fake.Has(good + ".future"));
+
+  const TqString top = "/Volumes/Data/b_-backslash-_c";
+  EXPECT_FALSE(VerifyMountPointsAndCorrectTopDirs(list, &top));
+  EXPECT_EQ(All(list.dirs), (Texts{"", "", "2/Volumes/Stays/x/"}));
+  EXPECT_TRUE(!list.IsActive(0) && !list.IsActive(1) && list.IsActive(2));
+  EXPECT_EQ(CountLogged("VerifyMountPointsAndCorrectTopDirs - Missing volume of dir=/Volumes/Data/, vGuid="), 1);
+  EXPECT_FALSE(fake.Has(good + ".future"));
+  EXPECT_EQ(fake.ReadFile(good), "good");
+  EXPECT_EQ(list.num_times_mount_points_verified, 3);
+}
+
+TEST_F(TopDirsTest, FromThe21stOnVerifiesAtMostOnceInFiveMinutes) {
+  Add("0/Volumes/Gone/", kDataGuid);
+  list.num_times_mount_points_verified = 20;
+  for (const std::int64_t waited : {0, 299'999}) {
+    fake.nowMillis += waited;
+    EXPECT_TRUE(VerifyMountPointsAndCorrectTopDirs(list, nullptr));
+    EXPECT_EQ(list.num_times_mount_points_verified, 20);
+  }
+  fake.nowMillis += 1;
+  EXPECT_FALSE(VerifyMountPointsAndCorrectTopDirs(list, nullptr));
+  EXPECT_EQ(list.num_times_mount_points_verified, 21);
+}
+
+}  // namespace
