@@ -1,7 +1,7 @@
 // Runs a command, optionally in another root directory, and tells what the kernel charged it with:
 //   measured RESULT ROOT COMMAND...     ROOT "/" stays in this one
-// RESULT gets "userMicroseconds systemMicroseconds peakKilobytes"; the status is the command's. A small program of its own,
-// because a process's peak memory counts from its parent's at the time of the fork.
+// RESULT gets "userMicroseconds systemMicroseconds peakKilobytes"; the status is the command's. A small program of its
+// own, because a process's peak memory counts from its parent's at the time of the fork.
 
 #include <sys/resource.h>
 #include <sys/wait.h>

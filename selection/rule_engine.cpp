@@ -1,47 +1,19 @@
 #include "selection/rule_engine.h"
 
 #include <cstddef>
-#include <cstring>
 
 #include "base/log.h"
 #include "base/xml_snippets.h"
+#include "selection/rule_matcher.h"
 
 namespace TqInfoManager {
 namespace {
 
-constexpr std::int32_t kMaxPrefixCompared = 5000;
 constexpr std::string_view kExternalVolumes = "/Volumes/";
 
 // --- Deciding one file ---
 
-/// What of a path is judged, and the two characters that sort out most groups before any text work.
-struct JudgedPath {
-  std::string_view path;
-  char first = '\0';
-  char second = '\0';
-};
-
-/// On an external volume the path is judged from the "/" behind the volume's name.
-JudgedPath JudgedPathOf(const TqString& fullPath) {
-  constexpr std::int32_t kVolumeNameEndsFrom = 9;
-  JudgedPath judged{fullPath, LowerChar(fullPath.CharAt(1)), LowerChar(fullPath.CharAt(2))};
-  if (judged.first != 'v' || judged.second != 'o' || !fullPath.StartsWithIgnoreCase(kExternalVolumes)) return judged;
-  const std::int32_t nameEnd = fullPath.FindChar('/', kVolumeNameEndsFrom);
-  if (nameEnd < 0) {
-    Log("ERROR: TqInfoManager::UserWantsThisFileBackedUpEx - unknown external volume situation for fileName=",
-        fullPath);
-    return {fullPath};  // only the catch-all group can match
-  }
-  return {fullPath.Slice(nameEnd), LowerChar(fullPath.CharAt(nameEnd + 1)), LowerChar(fullPath.CharAt(nameEnd + 2))};
-}
-
-/// The lower-cased path in judgement and its extension; views of the scratch text.
-struct WorkingPath {
-  const char* text = nullptr;  ///< NUL-terminated; null until a group needs it
-  std::string_view view;
-  std::string_view extension;  ///< empty: none
-};
-
+TqRuleMatcher matcher;
 TqString scratchPath;
 
 std::string_view ExtensionOf(std::string_view path) {
@@ -49,59 +21,27 @@ std::string_view ExtensionOf(std::string_view path) {
   return stop == std::string_view::npos || path[stop] != '.' ? std::string_view() : path.substr(stop + 1);
 }
 
-WorkingPath MakeWorkingPath(std::string_view path) {
-  scratchPath.Assign(path);
+/// What of a path is judged: on an external volume it begins with the "/" behind the volume's name. `onlyCatchAll`:
+/// there is none (logged).
+std::string_view JudgedPart(const TqString& fullPath, bool& onlyCatchAll) {
+  constexpr std::int32_t kVolumeNameEndsFrom = 9;
+  onlyCatchAll = false;
+  if (!fullPath.StartsWithIgnoreCase(kExternalVolumes)) return fullPath;
+  const std::int32_t nameEnd = fullPath.FindChar('/', kVolumeNameEndsFrom);
+  if (nameEnd >= 0) return fullPath.Slice(nameEnd);
+  Log("ERROR: TqInfoManager::UserWantsThisFileBackedUpEx - unknown external volume situation for fileName=", fullPath);
+  onlyCatchAll = true;
+  return fullPath;
+}
+
+/// The result's views are of the scratch text.
+TqJudgedPath Judged(const TqString& fullPath) {
+  TqJudgedPath judged;
+  scratchPath.Assign(JudgedPart(fullPath, judged.onlyCatchAll));
   scratchPath.LowerCase();
-  return {scratchPath.c_str(), scratchPath, ExtensionOf(scratchPath)};
-}
-
-bool MayMatch(const TqExcludeFilenameRule& group, const JudgedPath& judged) {
-  const char* prefix = group.skipFirstCharThenStartsWith;
-  return prefix == nullptr || (prefix[0] == judged.first && prefix[1] == judged.second);
-}
-
-/// A prefix of more than kMaxPrefixCompared characters never matches.
-bool PrefixMatches(const TqExcludeFilenameRule& group, const WorkingPath& working) {
-  const char* prefix = group.skipFirstCharThenStartsWith;
-  if (prefix == nullptr) return true;
-  if (working.view.empty()) return false;  // no memory for the copy
-  const char* path = working.text + 1;
-  for (std::int32_t i = 0; i < kMaxPrefixCompared; ++i) {
-    if (prefix[i] == '\0') return true;
-    if (path[i] != prefix[i]) return false;
-  }
-  return prefix[kMaxPrefixCompared] == '\0';
-}
-
-// strstr, because the library's is several times faster than std::string_view::find on paths, and this is most of the
-// work.
-
-bool Holds(const WorkingPath& working, const char* text) {
-  return text == nullptr || std::strstr(working.text, text) != nullptr;
-}
-
-bool HoldsNone(const WorkingPath& working, const TqStringVector* texts) {
-  if (texts == nullptr) return true;
-  for (const TqString* text : *texts) {
-    if (Holds(working, text->c_str())) return false;
-  }
-  return true;
-}
-
-bool RuleMatches(const TqExcludeFilenameRule& rule, const WorkingPath& working) {
-  return (rule.endsWith == nullptr || working.view.ends_with(rule.endsWith)) && Holds(working, rule.contains_1) &&
-         Holds(working, rule.contains_2) && HoldsNone(working, rule.doesNotContain);
-}
-
-/// The first rule of a group that excludes the path, or null.
-TqExcludeFilenameRule* MatchingRule(TqExcludeFilenameRule& group, const WorkingPath& working) {
-  for (auto* subGroup = &group; subGroup != nullptr; subGroup = subGroup->nextExtensionGroup) {
-    if (subGroup->hasFileExtension != nullptr && working.extension != subGroup->hasFileExtension) continue;
-    for (auto* rule = subGroup; rule != nullptr; rule = rule->nextSameExtension) {
-      if (RuleMatches(*rule, working)) return rule;
-    }
-  }
-  return nullptr;
+  judged.text = scratchPath;
+  judged.extension = ExtensionOf(judged.text);
+  return judged;
 }
 
 // --- The hit-count dump ---
@@ -165,18 +105,11 @@ bool UserWantsThisFileBackedUpEx(const TqString& fullPath, std::int64_t fileSize
                                  TqExcludeFilenameRule* rules, std::int32_t count) {
   if (fileSize > sizeLimit) return false;
   if (count < 1) return true;
-  const JudgedPath judged = JudgedPathOf(fullPath);
-  WorkingPath working;
-  for (std::int32_t i = 0; i < count; ++i) {
-    if (!MayMatch(rules[i], judged)) continue;
-    if (working.text == nullptr) working = MakeWorkingPath(judged.path);
-    if (!PrefixMatches(rules[i], working)) continue;
-    if (TqExcludeFilenameRule* rule = MatchingRule(rules[i], working)) {
-      ++rule->hitCount;
-      return false;
-    }
-  }
-  return true;
+  if (!matcher.IsBuiltFrom(rules, count)) matcher.Build(rules, count);
+  TqExcludeFilenameRule* rule = matcher.FirstMatch(Judged(fullPath));
+  if (rule == nullptr) return true;
+  ++rule->hitCount;
+  return false;
 }
 
 bool CollectStringArrayOfExcludeRulesWithHitCounts(const TqExcludeFilenameRule* rules, std::int32_t count,

@@ -22,7 +22,7 @@ bool ParseExcludeFileNameRules(const TqString* xml, TqExcludeFilenameRule* rules
                                std::string_view dataSetName, bool allowEmpty = false);
 
 /// True: back the file up. `fileSize` is data plus resource fork, both sizes in bytes. Allocates nothing beyond its
-/// process-wide scratch text.
+/// process-wide scratch text, but for the first decision by an index, which prepares it for quick ones.
 bool UserWantsThisFileBackedUpEx(const TqString& fullPath, std::int64_t fileSize, std::int64_t sizeLimit,
                                  TqExcludeFilenameRule* rules, std::int32_t count);
 

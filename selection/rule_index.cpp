@@ -14,6 +14,8 @@ std::int32_t num_tqExcludeFilenameRules = 0;
 
 namespace {
 
+std::uint64_t changes = 0;
+
 bool IsUnused(const TqString& criterion) {
   return criterion == "*";
 }
@@ -148,6 +150,7 @@ void AddExtension(const TqParsedRule& parsed, TqExcludeFilenameRule* head) {
 
 void InsertRuleWithSameSkipFirstCharThenStartsWith(const TqParsedRule& parsed, TqExcludeFilenameRule* rules,
                                                    std::int32_t& count) {
+  ++changes;
   TqExcludeFilenameRule* head = FindGroup(parsed, rules, count);
   if (head == nullptr) {
     AddGroup(parsed, rules, count);
@@ -164,6 +167,7 @@ void InsertRuleWithSameSkipFirstCharThenStartsWith(const TqParsedRule& parsed, T
 }
 
 void OpenCatchAllGroup(TqExcludeFilenameRule* rules, std::int32_t count) {
+  ++changes;
   for (std::int32_t i = 0; i < count; ++i) {
     char*& prefix = rules[i].skipFirstCharThenStartsWith;
     if (prefix == nullptr) prefix = ::strdup("*");
@@ -171,6 +175,7 @@ void OpenCatchAllGroup(TqExcludeFilenameRule* rules, std::int32_t count) {
 }
 
 void MoveCatchAllGroupToEnd(TqExcludeFilenameRule* rules, std::int32_t count) {
+  ++changes;
   for (std::int32_t i = 0; i < count; ++i) {
     char*& prefix = rules[i].skipFirstCharThenStartsWith;
     if (!SameText(prefix, "*")) continue;
@@ -180,7 +185,12 @@ void MoveCatchAllGroupToEnd(TqExcludeFilenameRule* rules, std::int32_t count) {
   }
 }
 
+std::uint64_t RuleIndexChanges() {
+  return changes;
+}
+
 void FreeRules(TqExcludeFilenameRule* rules, std::int32_t* count) {
+  ++changes;
   for (std::int32_t i = 0; i < *count; ++i) {
     TqExcludeFilenameRule* group = new TqExcludeFilenameRule(std::exchange(rules[i], {}));
     while (group != nullptr) {

@@ -55,6 +55,9 @@ void OpenCatchAllGroup(TqExcludeFilenameRule* rules, std::int32_t count);
 /// ... and afterwards it is the last entry and its prefix is null.
 void MoveCatchAllGroupToEnd(TqExcludeFilenameRule* rules, std::int32_t count);
 
+/// Counts the changes of all indexes: what was derived from one holds as long as this number stays the same.
+std::uint64_t RuleIndexChanges();
+
 /// Frees every rule of an index and empties it (tests, and reloads).
 void FreeRules(TqExcludeFilenameRule* rules, std::int32_t* count);
 
