@@ -44,8 +44,14 @@ class TqString {
   /// Length 0; the capacity stays.
   void Clear();
   /// Makes room for `need` content bytes (the only change that grows by need + 11). False when that cannot be had.
-  bool Reserve(std::int64_t need);
-  bool Assign(std::string_view text);
+  bool Reserve(std::int64_t need) { return (need >= 0 && capacity_ > need) || ReserveGrowing(need); }
+  bool Assign(std::string_view text) {
+    const auto need = static_cast<std::int64_t>(text.size());
+    if (text.empty() || need >= capacity_) return AssignGrowing(text);
+    std::memmove(buffer_, text.data(), text.size());
+    SetLength(need);
+    return true;
+  }
   bool Append(std::string_view text) {
     const std::int64_t need = length_ + static_cast<std::int64_t>(text.size());
     if (text.empty()) return true;
@@ -69,7 +75,8 @@ class TqString {
   void Truncate(std::int32_t length);
   /// Replaces every occurrence, left to right, never rescanning the replacement. An empty `from` changes nothing.
   bool ReplaceAll(std::string_view from, std::string_view to);
-  void LowerCase();
+  /// From `start` on; out of range does nothing.
+  void LowerCase(std::int32_t start = 0);
   /// Removes bytes 9-13 and 32 at both ends.
   void Trim();
 
@@ -108,6 +115,8 @@ class TqString {
 
  private:
   bool AppendGrowing(std::string_view text);
+  bool AssignGrowing(std::string_view text);
+  bool ReserveGrowing(std::int64_t need);
   bool EnsureForAppend(std::int64_t need);
   bool Reallocate(std::int64_t newCapacity);
   void SetLength(std::int64_t length) {
@@ -145,6 +154,9 @@ std::size_t FindIgnoreCase(std::string_view text, std::string_view needle);
 TqString LowerCased(std::string_view text);
 /// `text` without bytes 9-13 and 32 at both ends.
 std::string_view Trimmed(std::string_view text);
+
+/// The text behind the last period of a path's last component; empty when there is none.
+std::string_view ExtensionOf(std::string_view path);
 
 /// A decimal number with optional sign and nothing else; false leaves `number` as it was. Does not skip blanks.
 bool ParseInt64(std::string_view text, std::int64_t& number);

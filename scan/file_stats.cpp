@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::int32_t kTableBuckets = 100;
+constexpr std::int32_t kTableBuckets = 1'000;
 constexpr int kMoveTries = 9;
 constexpr std::int64_t kMovePauseMillis = 500;
 constexpr std::int32_t kLongestWholeName = 30;
@@ -31,13 +31,6 @@ constexpr std::array<TqCategory, kAllCategories> kCategories = {{
     {"", "everythingnum", "everythingtotbytes"},
 }};
 
-/// The text behind the last period of the last component; empty when there is none.
-std::string_view ExtensionOf(std::string_view path) {
-  const std::size_t at = path.find_last_of("./\\");
-  if (at == std::string_view::npos || path[at] != '.') return {};
-  return path.substr(at + 1);
-}
-
 }  // namespace
 
 const TqCategory& CategoryAt(int index) {
@@ -46,19 +39,28 @@ const TqCategory& CategoryAt(int index) {
 
 // --- sorting files into categories ---
 
-TqCategoryTables::TqCategoryTables() {
-  for (auto& table : tables_) table = std::make_unique<TqHashTable>(kTableBuckets);
+TqCategoryTables::TqCategoryTables() : categories_(kTableBuckets) {}
+
+void TqCategoryTables::Add(int category, const TqString& extension) {
+  lastExtension_.Clear();
+  lastCategory_ = kOtherCategory;
+  std::uint64_t known = kOtherCategory;
+  categories_.Lookup(extension.c_str(), known);
+  if (static_cast<std::uint64_t>(category) < known) {
+    categories_.Insert(extension.c_str(), static_cast<std::uint64_t>(category));
+  }
 }
 
 int TqCategoryTables::CategoryOf(std::string_view path) const {
   const std::string_view extension = ExtensionOf(path);
-  if (extension.empty()) return kOtherCategory;
-  extension_ = extension;
-  extension_.LowerCase();
-  for (int category = 0; category < kNamedCategories; ++category) {
-    if (tables_[static_cast<std::size_t>(category)]->Contains(extension_.c_str())) return category;
-  }
-  return kOtherCategory;
+  if (extension == lastExtension_.View()) return lastCategory_;
+  std::uint64_t category = kOtherCategory;
+  lowerCased_ = extension;
+  lowerCased_.LowerCase();
+  if (!extension.empty()) categories_.Lookup(lowerCased_.c_str(), category);
+  lastExtension_ = extension;
+  lastCategory_ = static_cast<int>(category);
+  return lastCategory_;
 }
 
 void ParseTqInfoForFileSetHashes(TqCategoryTables& tables) {
@@ -67,7 +69,7 @@ void ParseTqInfoForFileSetHashes(TqCategoryTables& tables) {
   for (const TqInfoManager::FileSetDef& set : sets) {
     for (int category = 0; category < kNamedCategories; ++category) {
       if (!set.name.EqualsIgnoreCase(CategoryAt(category).setName)) continue;
-      for (const TqString* extension : set.extensions) tables.Table(category).Insert(extension->c_str(), 1);
+      for (const TqString* extension : set.extensions) tables.Add(category, *extension);
     }
   }
 }

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <string_view>
 
 #include "base/hash_table.h"
@@ -33,13 +32,17 @@ struct TqCategoryTotals {
 class TqCategoryTables {
  public:
   TqCategoryTables();
+  /// Puts an extension (lower-case) into a category's table. One that stands in several counts for the first category.
+  void Add(int category, const TqString& extension);
   /// The category of a file by its path: one of the ten, or kOtherCategory.
   int CategoryOf(std::string_view path) const;
-  TqHashTable& Table(int index) { return *tables_[static_cast<std::size_t>(index)]; }
 
  private:
-  std::array<std::unique_ptr<TqHashTable>, kNamedCategories> tables_;
-  mutable TqString extension_;  ///< scratch of CategoryOf, so that a file costs no allocation
+  TqHashTable categories_;  ///< the ten tables in one: a file costs one look-up
+  // The last file's extension as it was given, and its category: most files of a directory are of one kind.
+  mutable TqString lastExtension_;
+  mutable TqString lowerCased_;  ///< scratch, so that a file costs no allocation
+  mutable int lastCategory_ = kOtherCategory;
 };
 
 /// Fills the ten tables from the settings file's `filesetdef` elements (problems are logged; tables stay empty then).

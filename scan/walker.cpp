@@ -1,6 +1,9 @@
 #include "scan/walker.h"
 
 #include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <optional>
 #include <utility>
 
 #include "base/clock.h"
@@ -37,15 +40,30 @@ struct PathMarks {
   bool slashPeriod = false;  ///< "/" directly followed by "."
 };
 
-/// The marks of `text` on top of `marks`, those of what stands before it.
-PathMarks MarksOf(std::string_view text, PathMarks marks = {}) {
-  char previous = '\0';
-  for (const char c : text) {
-    if (c == '\r' || c == '\n') marks.lineBreak = true;
-    if (c == '\\') marks.backslash = true;
-    if (c == '.' && previous == '/') marks.slashPeriod = true;
-    previous = c;
-  }
+bool HoldsByte(std::string_view text, char byte) {
+  return text.find(byte) != std::string_view::npos;
+}
+
+PathMarks MarksOfBytes(std::string_view text) {
+  PathMarks marks;
+  marks.lineBreak = HoldsByte(text, '\r') || HoldsByte(text, '\n');
+  marks.backslash = HoldsByte(text, '\\');
+  return marks;
+}
+
+/// `dir` is a path that ends in "/" or the first part of one.
+PathMarks MarksOfDir(std::string_view dir) {
+  PathMarks marks = MarksOfBytes(dir);
+  marks.slashPeriod = dir.find("/.") != std::string_view::npos;
+  return marks;
+}
+
+/// The marks of a path by those of its directory.
+PathMarks MarksOfPath(const PathMarks& dir, std::string_view name) {
+  PathMarks marks = MarksOfBytes(name);
+  marks.lineBreak |= dir.lineBreak;
+  marks.backslash |= dir.backslash;
+  marks.slashPeriod = dir.slashPeriod || name.starts_with('.');
   return marks;
 }
 
@@ -84,7 +102,7 @@ bool ListDir(TqWalk& walk, const TqString& dir, TqFileInfoList& listing) {
 /// How listing a directory under its walked path went.
 struct WalkedListing {
   bool listed = false;
-  TqString restoredDir;  ///< not empty: the path with backslashes restored was tried after the walked one
+  std::optional<TqString> restoredDir;  ///< the path with backslashes restored, when it was tried after the walked one
 };
 
 /// Lists a directory under the path it is walked by or else, when that holds stand-ins, with the backslashes restored.
@@ -100,9 +118,9 @@ WalkedListing ListWalked(TqWalk& walk, const TqString& dir, TqFileInfoList& list
 
 bool ListForTreeWalk(TqWalk& walk, const TqString& dir, TqFileInfoList& listing) {
   const WalkedListing outcome = ListWalked(walk, dir, listing);
-  if (!outcome.restoredDir.IsEmpty()) {
+  if (outcome.restoredDir) {
     Log("ERROR: RecursivelyAddFilenamesToList ", ProcessIdText(),
-        outcome.listed ? " - BB_GtLstOfFleIS suc f:" : " - AA_GtLstOfFleIS fld f=", outcome.restoredDir);
+        outcome.listed ? " - BB_GtLstOfFleIS suc f:" : " - AA_GtLstOfFleIS fld f=", *outcome.restoredDir);
   }
   if (outcome.listed) return true;
   if (IsJunctionFolder(dir)) return false;
@@ -118,9 +136,9 @@ bool ListForTreeWalk(TqWalk& walk, const TqString& dir, TqFileInfoList& listing)
 bool ListForOneLevel(TqWalk& walk, const TqString& dir, TqFileInfoList& listing) {
   const WalkedListing outcome = ListWalked(walk, dir, listing);
   if (outcome.listed) return true;
-  if (!outcome.restoredDir.IsEmpty()) {
+  if (outcome.restoredDir) {
     Log("ERROR: AddFilenamesFromThisDirToList -GtListOfFileIS fld f:");
-    Log(outcome.restoredDir);
+    Log(*outcome.restoredDir);
   }
   Log("ERROR: AddFilenamesFromThisDirToList GetListOfFileI fld, ", ProcessIdText(),
       ", so VerifyingMountPoints_B for dir: ", dir);
@@ -153,16 +171,28 @@ void LogEntering(TqRunState& run, const TqString& startDir, std::int32_t curRecu
 
 // --- the block of a directory ---
 
+TqString ShownInHeader(const TqString& dir) {
+  TqString shown = dir;
+  SpellOutLineBreaks(shown);
+  shown.ReplaceAll("\\", kBackslashStandIn);
+  return shown;
+}
+
+bool AppendHeader(TqString& buffer, const TqString& shownDir, std::int32_t numFiles) {
+  return buffer.Append("#\n# Dir: ") && buffer.Append(shownDir) && buffer.Append("\n# Files: ") &&
+         buffer.AppendInt32(numFiles) && buffer.AppendChar('\n');
+}
+
 void AppendBlockHeader(TqWalk& walk, const TqString& dir, const TqFileInfoList& listing) {
   std::int32_t numFiles = 0;
   for (std::int32_t i = 0; i < listing.Count(); ++i) numFiles += listing.Get(i)->isDir ? 0 : 1;
 
   // A directory's name must not be able to forge a line, nor may the list hold a backslash.
-  TqString shown = dir;
-  SpellOutLineBreaks(shown);
-  shown.ReplaceAll("\\", kBackslashStandIn);
-  const TqString header = Joined("#\n# Dir: ", shown, "\n# Files: ", numFiles, '\n');
-  if (!walk.output.Buffer().Append(header)) walk.output.NoteBroken(walk.listFilePath);
+  const PathMarks marks = MarksOfBytes(dir);
+  const bool appended = marks.lineBreak || marks.backslash
+                            ? AppendHeader(walk.output.Buffer(), ShownInHeader(dir), numFiles)
+                            : AppendHeader(walk.output.Buffer(), dir, numFiles);
+  if (!appended) walk.output.NoteBroken(walk.listFilePath);
   walk.output.FlushIfUnbuffered(walk.listFilePath);
 }
 
@@ -185,12 +215,24 @@ bool IsPeriodAnomaly(const TqString& path) {
   return false;
 }
 
+/// Writes 16 lower-case hexadecimal digits; the result is the place behind them.
+char* PutHex16(char* at, std::uint64_t number) {
+  for (int shift = 60; shift >= 0; shift -= 4) *at++ = "0123456789abcdef"[number >> shift & 0xF];
+  return at;
+}
+
 void AppendFileLine(TqWalk& walk, const TqFileInfo& file) {
+  // The fields in front of the path are put together first: three appends a line instead of seven.
+  char fields[64];
+  char* at = fields;
+  *at++ = file.isSpecial ? 's' : 'f';
+  *at++ = '\t';
+  at = PutHex16(at, static_cast<std::uint64_t>(file.modTimeMs));
+  *at++ = '\t';
+  at = std::to_chars(at, std::end(fields) - 1, file.TotalSize()).ptr;
+  *at++ = '\t';
   TqString& buffer = walk.output.Buffer();
-  const bool appended = buffer.Append(file.isSpecial ? "s\t" : "f\t") &&
-                        buffer.AppendHex(static_cast<std::uint64_t>(file.modTimeMs), 16) && buffer.AppendChar('\t') &&
-                        buffer.AppendInt64(file.TotalSize()) && buffer.AppendChar('\t') && buffer.Append(file.path) &&
-                        buffer.AppendChar('\n');
+  const bool appended = buffer.Append({fields, at}) && buffer.Append(file.path) && buffer.AppendChar('\n');
   if (!appended) walk.output.NoteBroken(walk.listFilePath);
   walk.output.FlushIfUnbuffered(walk.listFilePath);
 }
@@ -212,15 +254,15 @@ void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
   if (listing.Count() == 0) return;
   // All paths of a listing have the same directory part, so it is looked over once.
   const TqString& firstPath = listing.Get(0)->path;
-  const auto nameAt = static_cast<std::size_t>(std::max(firstPath.FindLastChar('/'), 0));
-  const PathMarks dirMarks = MarksOf(firstPath.View().substr(0, nameAt));
+  const auto nameAt = static_cast<std::size_t>(firstPath.FindLastChar('/') + 1);
+  const PathMarks dirMarks = MarksOfDir(firstPath.View().substr(0, nameAt));
 
   for (std::int32_t i = 0; i < listing.Count(); ++i) {
     TqFileInfo& file = *listing.Get(i);
     if (file.isDir) continue;
 
     // a. A line break in a path would forge lines: such a file is left out.
-    const PathMarks marks = MarksOf(file.path.View().substr(nameAt), dirMarks);
+    const PathMarks marks = MarksOfPath(dirMarks, file.path.View().substr(nameAt));
     if (marks.lineBreak) {
       LogLineBreakInName(file.path);
       continue;

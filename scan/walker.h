@@ -34,7 +34,7 @@ class TqListingPool {
   };
 
  private:
-  static constexpr std::int32_t kKeptCapacity = 1'005;  ///< listings of more entries are freed after use
+  static constexpr std::int32_t kKeptCapacity = 4'005;  ///< listings of more entries are freed after use
   std::vector<std::unique_ptr<TqFileInfoList>> idle_;
 };
 

@@ -62,15 +62,16 @@ const TqPrefixTree::Node* TqPrefixTree::ChildFor(const Node& node, char firstByt
   return child != last && child->label.front() == firstByte ? child : nullptr;
 }
 
-std::size_t TqPrefixTree::Collect(std::string_view path, std::uint32_t* numbers) const {
+std::size_t TqPrefixTree::Collect(std::string_view path, Place& place, std::uint32_t* numbers) const {
   std::size_t count = 0;
-  if (nodes_.empty()) return count;
-  const Node* node = nodes_.data();
-  while (!path.empty()) {
-    node = ChildFor(*node, path.front());
-    if (node == nullptr || !path.starts_with(node->label)) break;
-    if (node->number != kNoPrefix) numbers[count++] = node->number;
-    path.remove_prefix(node->label.size());
+  while (!place.isEnd && place.at < path.size()) {
+    const std::string_view rest = path.substr(place.at);
+    const Node* child = ChildFor(nodes_[place.node], rest.front());
+    place.isEnd = child == nullptr || !rest.starts_with(child->label.substr(0, rest.size()));
+    if (place.isEnd || rest.size() < child->label.size()) break;
+    if (child->number != kNoPrefix) numbers[count++] = child->number;
+    place.node = static_cast<std::uint32_t>(child - nodes_.data());
+    place.at += child->label.size();
   }
   return count;
 }

@@ -19,9 +19,15 @@ class TqPrefixTree {
   void Build(std::vector<Prefix> prefixes);
   /// How many of them one path can begin with at most.
   std::size_t MostMatches() const { return mostMatches_; }
+  /// How far a path was followed: all of its bytes before `at` lead to `node`.
+  struct Place {
+    std::uint32_t node = 0;
+    std::size_t at = 0;
+    bool isEnd = false;  ///< the path left the tree: no longer one leads further
+  };
   /// Writes the numbers of those that `path` begins with, shortest first, and answers how many. `numbers` has room for
-  /// MostMatches().
-  std::size_t Collect(std::string_view path, std::uint32_t* numbers) const;
+  /// MostMatches(). Begins at `place` and moves it as far as the path leads; from there a longer path can be followed.
+  std::size_t Collect(std::string_view path, Place& place, std::uint32_t* numbers) const;
 
  private:
   static constexpr std::uint32_t kNoPrefix = UINT32_MAX;
@@ -34,6 +40,7 @@ class TqPrefixTree {
 
   void AddChildren(std::uint32_t parent, const Prefix* first, const Prefix* last, std::size_t depth,
                    std::size_t matchesAbove);
+  /// Null: none.
   const Node* ChildFor(const Node& node, char firstByte) const;
 
   std::vector<Node> nodes_;  ///< the first is the root

@@ -1,5 +1,6 @@
 #include "selection/rule_engine.h"
 
+#include <algorithm>
 #include <cstddef>
 
 #include "base/log.h"
@@ -9,39 +10,72 @@
 namespace TqInfoManager {
 namespace {
 
-constexpr std::string_view kExternalVolumes = "/Volumes/";
+constexpr std::string_view kExternalVolumes = "/volumes/";
 
 // --- Deciding one file ---
 
-TqRuleMatcher matcher;
-TqString scratchPath;
+/// The last path that was judged, and what is known of its directory: files come directory by directory.
+struct LastJudged {
+  TqRuleMatcher matcher;
+  TqString directory;  ///< as given, with its "/"
+  TqString text;       ///< the path in lower case
+  std::size_t judgedFrom = 0;
+  bool onlyCatchAll = false;
+};
 
-std::string_view ExtensionOf(std::string_view path) {
-  const std::size_t stop = path.find_last_of("./\\");
-  return stop == std::string_view::npos || path[stop] != '.' ? std::string_view() : path.substr(stop + 1);
+LastJudged last;
+
+/// On an external volume a path is judged from the "/" behind the volume's name on.
+void FindJudgedPart() {
+  const std::string_view directory = last.text;
+  last.judgedFrom = 0;
+  last.onlyCatchAll = false;
+  if (!directory.starts_with(kExternalVolumes)) return;
+  const std::size_t nameEnd = directory.find('/', kExternalVolumes.size());
+  last.onlyCatchAll = nameEnd == std::string_view::npos;
+  if (!last.onlyCatchAll) last.judgedFrom = nameEnd;
 }
 
-/// What of a path is judged: on an external volume it begins with the "/" behind the volume's name. `onlyCatchAll`:
-/// there is none (logged).
-std::string_view JudgedPart(const TqString& fullPath, bool& onlyCatchAll) {
-  constexpr std::int32_t kVolumeNameEndsFrom = 9;
-  onlyCatchAll = false;
-  if (!fullPath.StartsWithIgnoreCase(kExternalVolumes)) return fullPath;
-  const std::int32_t nameEnd = fullPath.FindChar('/', kVolumeNameEndsFrom);
-  if (nameEnd >= 0) return fullPath.Slice(nameEnd);
-  Log("ERROR: TqInfoManager::UserWantsThisFileBackedUpEx - unknown external volume situation for fileName=", fullPath);
-  onlyCatchAll = true;
-  return fullPath;
-}
-
-/// The result's views are of the scratch text.
-TqJudgedPath Judged(const TqString& fullPath) {
+/// The judged part of the scratch text.
+TqJudgedPath JudgedText() {
+  const std::string_view text = last.text;
   TqJudgedPath judged;
-  scratchPath.Assign(JudgedPart(fullPath, judged.onlyCatchAll));
-  scratchPath.LowerCase();
-  judged.text = scratchPath;
+  judged.text = text.substr(std::min(last.judgedFrom, text.size()));
+  judged.onlyCatchAll = last.onlyCatchAll;
+  return judged;
+}
+
+void EnterDirectory(std::string_view directory) {
+  last.directory = directory;
+  last.text = directory;
+  last.text.LowerCase();
+  FindJudgedPart();
+  last.matcher.EnterDirectory(JudgedText());
+}
+
+/// The views of the result hold until the next call.
+TqJudgedPath Judged(std::string_view fullPath) {
+  const std::string_view known = last.directory;
+  const bool isSameDirectory =
+      fullPath.starts_with(known) && fullPath.find('/', known.size()) == std::string_view::npos;
+  if (!isSameDirectory) EnterDirectory(fullPath.substr(0, fullPath.rfind('/') + 1));
+  const std::int32_t nameAt = last.directory.Length();
+  last.text.Truncate(nameAt);
+  last.text.Append(fullPath.substr(static_cast<std::size_t>(nameAt)));
+  last.text.LowerCase(nameAt);
+  TqJudgedPath judged = JudgedText();
   judged.extension = ExtensionOf(judged.text);
   return judged;
+}
+
+void BuildMatcher(TqExcludeFilenameRule* rules, std::int32_t count) {
+  constexpr std::int64_t kLongestPath = 4'096;  // of an ordinary file; a longer one makes the texts grow
+  last.matcher.Build(rules, count);
+  last.directory.Clear();
+  last.directory.Reserve(kLongestPath);
+  last.text.Clear();
+  last.text.Reserve(kLongestPath);
+  FindJudgedPart();
 }
 
 // --- The hit-count dump ---
@@ -105,8 +139,13 @@ bool UserWantsThisFileBackedUpEx(const TqString& fullPath, std::int64_t fileSize
                                  TqExcludeFilenameRule* rules, std::int32_t count) {
   if (fileSize > sizeLimit) return false;
   if (count < 1) return true;
-  if (!matcher.IsBuiltFrom(rules, count)) matcher.Build(rules, count);
-  TqExcludeFilenameRule* rule = matcher.FirstMatch(Judged(fullPath));
+  if (!last.matcher.IsBuiltFrom(rules, count)) BuildMatcher(rules, count);
+  const TqJudgedPath judged = Judged(fullPath);
+  if (judged.onlyCatchAll) {
+    Log("ERROR: TqInfoManager::UserWantsThisFileBackedUpEx - unknown external volume situation for fileName=",
+        fullPath);
+  }
+  TqExcludeFilenameRule* rule = last.matcher.FirstMatch(judged);
   if (rule == nullptr) return true;
   ++rule->hitCount;
   return false;

@@ -72,7 +72,11 @@ void TqRuleMatcher::Build(TqExcludeFilenameRule* rules, std::int32_t count) {
   ChooseKeys();
   FileRules();
   CollectPrefixes();
-  matched_.resize(catchAll_.size() + prefixes_.MostMatches());
+  constexpr std::int64_t kLongestName = 255;
+  lastExtension_.Clear();
+  lastExtension_.Reserve(kLongestName);
+  lastExtensionKey_ = kAlways;
+  EnterDirectory({});
 }
 
 void TqRuleMatcher::CollectRules(TqExcludeFilenameRule* rules, std::int32_t count) {
@@ -131,69 +135,116 @@ void TqRuleMatcher::FileRules() {
   std::ranges::sort(filed_, {}, [](const FiledRule& rule) { return std::tuple(rule.group, rule.key, rule.place); });
   drawers_.clear();
   groups_.assign(static_cast<std::size_t>(count_), {});
-  for (std::uint32_t i = 0; i < filed_.size(); ++i) {
-    const FiledRule& filed = filed_[i];
-    Group& group = groups_[filed.group];
-    const auto drawerCount = static_cast<std::uint32_t>(drawers_.size());
-    if (group.endDrawer == 0) group.firstDrawer = group.endDrawer = drawerCount;
-    if (group.firstDrawer == drawerCount || drawers_.back().key != filed.key) drawers_.push_back({filed.key, i, i});
+  std::uint32_t i = 0;
+  for (std::uint32_t number = 0; number < groups_.size(); ++number) {
+    Group& group = groups_[number];
+    group.firstDrawer = group.firstExtensionDrawer = group.firstTextDrawer =
+        static_cast<std::uint32_t>(drawers_.size());
+    for (; i < filed_.size() && filed_[i].group == number; ++i) {
+      const FiledRule& filed = filed_[i];
+      if (drawers_.size() == group.firstDrawer || drawers_.back().key != filed.key)
+        drawers_.push_back({filed.key, i, i});
+      drawers_.back().endRule = i + 1;
+      const auto behind = static_cast<std::uint32_t>(drawers_.size());
+      if (filed.key == kAlways) group.firstExtensionDrawer = behind;
+      if (filed.key < firstTextKey_) group.firstTextDrawer = behind;
+      if (filed.key >= firstTextKey_) group.firstTextPlace = std::min(group.firstTextPlace, filed.place);
+    }
     group.endDrawer = static_cast<std::uint32_t>(drawers_.size());
-    drawers_.back().endRule = i + 1;
-    if (filed.key >= firstTextKey_) group.firstTextPlace = std::min(group.firstTextPlace, filed.place);
   }
 }
 
 void TqRuleMatcher::CollectPrefixes() {
   std::vector<TqPrefixTree::Prefix> prefixes;
-  catchAll_.clear();
+  matched_.clear();
   for (std::uint32_t i = 0; i < groups_.size(); ++i) {
     const char* prefix = rules_[i].skipFirstCharThenStartsWith;
     if (prefix == nullptr) {
-      catchAll_.push_back(i);
+      matched_.push_back(i);
     } else if (const std::string_view text(prefix); text.size() <= kLongestPrefix) {
       prefixes.push_back({text, i});
     }
   }
   prefixes_.Build(std::move(prefixes));
+  catchAllCount_ = matched_.size();
+  matched_.resize(catchAllCount_ + prefixes_.MostMatches());
 }
 
 // --- deciding ---
 
+void TqRuleMatcher::EnterDirectory(const TqJudgedPath& directory) {
+  directory_.length = directory.text.size();
+  directory_.endMatched = matched_.data() + catchAllCount_;
+  directory_.place = {.node = 0, .at = 1};  // a path's first character does not count
+  if (!directory.onlyCatchAll) {
+    directory_.endMatched += prefixes_.Collect(directory.text, directory_.place, directory_.endMatched);
+  }
+  directory_.sightingCount = 0;
+  texts_.ForEachIn(directory.text, 0, [this](const TqTextFinder::Sighting& sighting) {
+    const std::size_t number = directory_.sightingCount++;
+    if (number < Directory::kMostSightings) directory_.sightings[number] = sighting;
+  });
+}
+
+std::uint32_t TqRuleMatcher::ExtensionKey(std::string_view extension) {
+  if (extension == lastExtension_.View()) return lastExtensionKey_;
+  std::uint64_t key = kAlways;
+  extensions_->Lookup(extension.data(), key);
+  lastExtension_ = extension;
+  lastExtensionKey_ = static_cast<std::uint32_t>(key);
+  return lastExtensionKey_;
+}
+
 /// Looks through one drawer for a rule that matches and stands before `best`.
-void TqRuleMatcher::Try(std::uint32_t group, std::uint32_t key, const TqJudgedPath& path,
-                        const FiledRule*& best) const {
-  const Drawer* const end = drawers_.data() + groups_[group].endDrawer;
-  const Drawer* drawer =
-      std::ranges::lower_bound(drawers_.data() + groups_[group].firstDrawer, end, key, {}, &Drawer::key);
-  if (drawer == end || drawer->key != key) return;
-  for (std::uint32_t i = drawer->firstRule; i < drawer->endRule; ++i) {
-    const FiledRule& filed = filed_[i];
-    if (best != nullptr && filed.place > best->place) return;
-    if (RuleMatches(*filed.rule, path)) best = &filed;
+void TqRuleMatcher::TryDrawer(const Drawer& drawer, const TqJudgedPath& path, const FiledRule*& best) const {
+  for (std::uint32_t i = drawer.firstRule; i < drawer.endRule; ++i) {
+    if (best != nullptr && filed_[i].place > best->place) return;
+    if (RuleMatches(*filed_[i].rule, path)) best = &filed_[i];
   }
 }
 
-TqExcludeFilenameRule* TqRuleMatcher::FirstMatch(const TqJudgedPath& path) {
-  std::uint32_t* end = matched_.data();
-  if (!path.onlyCatchAll && !path.text.empty()) end += prefixes_.Collect(path.text.substr(1), end);
-  end = std::copy(catchAll_.begin(), catchAll_.end(), end);
+void TqRuleMatcher::TryKey(std::uint32_t firstDrawer, std::uint32_t endDrawer, std::uint32_t key,
+                           const TqJudgedPath& path, const FiledRule*& best) const {
+  const Drawer* const end = drawers_.data() + endDrawer;
+  const Drawer* drawer = std::ranges::lower_bound(drawers_.data() + firstDrawer, end, key, {}, &Drawer::key);
+  if (drawer != end && drawer->key == key) TryDrawer(*drawer, path, best);
+}
 
-  std::uint64_t extensionKey = kAlways;
-  if (!path.extension.empty()) extensions_->Lookup(path.extension.data(), extensionKey);
+void TqRuleMatcher::TryText(const TqTextFinder::Sighting& sighting, const std::uint32_t* endMatched,
+                            const TqJudgedPath& path, const FiledRule*& best) const {
+  if (!texts_.IsWhole(sighting, path.text)) return;
+  for (const std::uint32_t* number = matched_.data(); number != endMatched; ++number) {
+    const Group& group = groups_[*number];
+    TryKey(group.firstTextDrawer, group.endDrawer, firstTextKey_ + sighting.text, path, best);
+  }
+}
+
+void TqRuleMatcher::TryTexts(const std::uint32_t* endMatched, const TqJudgedPath& path, const FiledRule*& best) const {
+  const auto tryText = [&](const TqTextFinder::Sighting& sighting) { TryText(sighting, endMatched, path, best); };
+  const bool areNoted = directory_.sightingCount <= Directory::kMostSightings;
+  if (areNoted) std::for_each_n(directory_.sightings, directory_.sightingCount, tryText);
+  texts_.ForEachIn(path.text, areNoted ? directory_.length : 0, tryText);
+}
+
+TqExcludeFilenameRule* TqRuleMatcher::FirstMatch(const TqJudgedPath& path) {
+  std::uint32_t* end = directory_.endMatched;
+  if (!path.onlyCatchAll) {
+    TqPrefixTree::Place place = directory_.place;
+    end += prefixes_.Collect(path.text, place, end);
+  }
+  const std::uint32_t extensionKey = path.extension.empty() ? kAlways : ExtensionKey(path.extension);
   const FiledRule* best = nullptr;
   std::uint32_t firstTextPlace = kNowhere;
-  for (const std::uint32_t* group = matched_.data(); group != end; ++group) {
-    Try(*group, kAlways, path, best);
-    if (extensionKey != kAlways) Try(*group, static_cast<std::uint32_t>(extensionKey), path, best);
-    firstTextPlace = std::min(firstTextPlace, groups_[*group].firstTextPlace);
+  for (const std::uint32_t* number = matched_.data(); number != end; ++number) {
+    const Group& group = groups_[*number];
+    if (group.firstDrawer != group.firstExtensionDrawer) TryDrawer(drawers_[group.firstDrawer], path, best);
+    if (extensionKey != kAlways) {
+      TryKey(group.firstExtensionDrawer, group.firstTextDrawer, extensionKey, path, best);
+    }
+    firstTextPlace = std::min(firstTextPlace, group.firstTextPlace);
   }
-  if (firstTextPlace < (best != nullptr ? best->place : kNowhere)) {
-    texts_.ForEachIn(path.text, [&](std::uint32_t number) {
-      for (const std::uint32_t* group = matched_.data(); group != end; ++group) {
-        Try(*group, firstTextKey_ + number, path, best);
-      }
-    });
-  }
+  // Texts are looked for last, and only for rules that stand before the one found so far.
+  if (firstTextPlace < (best != nullptr ? best->place : kNowhere)) TryTexts(end, path, best);
   return best != nullptr ? best->rule : nullptr;
 }
 

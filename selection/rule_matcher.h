@@ -35,7 +35,10 @@ class TqRuleMatcher {
   }
   void Build(TqExcludeFilenameRule* rules, std::int32_t count);
 
-  /// The first rule in index order that excludes the path, null when none does. Allocates nothing.
+  /// Looks at a directory ahead of its files: what follows from its path for all of them. Allocates nothing.
+  void EnterDirectory(const TqJudgedPath& directory);
+  /// The first rule in index order that excludes the path, null when none does. The path begins with the directory
+  /// entered last. Allocates nothing.
   TqExcludeFilenameRule* FirstMatch(const TqJudgedPath& path);
 
  private:
@@ -53,17 +56,34 @@ class TqRuleMatcher {
     std::uint32_t firstRule;
     std::uint32_t endRule;
   };
-  struct Group {
-    std::uint32_t firstDrawer = 0;  ///< drawers are ordered by key
+  struct Group {  ///< drawers are ordered by key: those for "always", extensions and texts
+    std::uint32_t firstDrawer = 0;
+    std::uint32_t firstExtensionDrawer = 0;
+    std::uint32_t firstTextDrawer = 0;
     std::uint32_t endDrawer = 0;
     std::uint32_t firstTextPlace = kNowhere;  ///< of its rules that are filed under a text
+  };
+  /// What EnterDirectory found out.
+  struct Directory {
+    static constexpr std::size_t kMostSightings = 64;
+    std::size_t length = 0;
+    std::uint32_t* endMatched = nullptr;  ///< behind its groups in `matched_`
+    TqPrefixTree::Place place;
+    std::size_t sightingCount = 0;  ///< above kMostSightings: too many to note, files are searched whole
+    TqTextFinder::Sighting sightings[kMostSightings];
   };
 
   void CollectRules(TqExcludeFilenameRule* rules, std::int32_t count);
   void ChooseKeys();
   void FileRules();
   void CollectPrefixes();
-  void Try(std::uint32_t group, std::uint32_t key, const TqJudgedPath& path, const FiledRule*& best) const;
+  std::uint32_t ExtensionKey(std::string_view extension);
+  void TryText(const TqTextFinder::Sighting& sighting, const std::uint32_t* endMatched, const TqJudgedPath& path,
+               const FiledRule*& best) const;
+  void TryTexts(const std::uint32_t* endMatched, const TqJudgedPath& path, const FiledRule*& best) const;
+  void TryKey(std::uint32_t firstDrawer, std::uint32_t endDrawer, std::uint32_t key, const TqJudgedPath& path,
+              const FiledRule*& best) const;
+  void TryDrawer(const Drawer& drawer, const TqJudgedPath& path, const FiledRule*& best) const;
 
   const TqExcludeFilenameRule* rules_ = nullptr;
   std::int32_t count_ = 0;
@@ -71,13 +91,17 @@ class TqRuleMatcher {
 
   std::vector<FiledRule> filed_;  ///< by group, key and place
   std::vector<Drawer> drawers_;
-  std::vector<Group> groups_;            ///< as in the index
-  std::vector<std::uint32_t> catchAll_;  ///< the groups without a prefix
+  std::vector<Group> groups_;      ///< as in the index
+  std::size_t catchAllCount_ = 0;  ///< groups without a prefix; they are the first in `matched_`
   TqPrefixTree prefixes_;
   std::unique_ptr<TqHashTable> extensions_;  ///< to their keys, which begin with 1
   std::uint32_t firstTextKey_ = 1;           ///< a text's key is this plus its number
   TqTextFinder texts_;
-  std::vector<std::uint32_t> matched_;  ///< FirstMatch's groups, kept so that it allocates nothing
+
+  std::vector<std::uint32_t> matched_;  ///< groups that apply: the catch-all ones, the directory's, the file's
+  Directory directory_;
+  TqString lastExtension_;  ///< of the last file, and its key: most files of a directory are of one kind
+  std::uint32_t lastExtensionKey_ = kAlways;
 };
 
 }  // namespace TqInfoManager

@@ -18,18 +18,32 @@ class TqTextFinder {
   /// Takes a set of texts, none below kShortest bytes; their bytes must stay where they are.
   void Build(std::vector<std::string_view> texts);
 
-  /// Calls `found` with the number of each text that occurs in `path`, once for each place where it does.
+  /// A text that begins at `at`. It may run beyond the end of the path in which it was seen.
+  struct Sighting {
+    std::uint32_t text;  ///< its number
+    std::uint32_t at;
+  };
+
+  /// Calls `found` with a sighting of each text that stands in `path` or begins there and goes on beyond its end, apart
+  /// from those seen already in the first `seen` bytes when they were a path of their own.
   template <typename Found>
-  void ForEachIn(std::string_view path, Found found) const {
+  void ForEachIn(std::string_view path, std::size_t seen, Found found) const {
     if (texts_.empty()) return;
-    for (std::size_t at = 0; at + kShortest <= path.size(); at += step_) {
+    const std::size_t from = seen < kShortest ? 0 : seen - kShortest + 1;
+    for (std::size_t at = (from + step_ - 1) / step_ * step_; at + kShortest <= path.size(); at += step_) {
       const std::uint32_t bytes = BytesAt(path, at);
       if (!MayBeSite(Hash(bytes))) continue;
       const std::uint32_t slot = Hash(bytes) >> slotShift_;
       for (std::uint32_t i = slots_[slot]; i < slots_[slot + 1]; ++i) {
-        if (StandsAt(sites_[i], bytes, path, at)) found(sites_[i].text);
+        if (sites_[i].bytes != bytes || !MayStandAt(sites_[i], path, at)) continue;
+        found(Sighting{sites_[i].text, static_cast<std::uint32_t>(at) - sites_[i].offset});
       }
     }
+  }
+
+  /// Whether the text stands whole in `path`.
+  bool IsWhole(const Sighting& sighting, std::string_view path) const {
+    return path.substr(sighting.at).starts_with(texts_[sighting.text]);
   }
 
  private:
@@ -49,9 +63,10 @@ class TqTextFinder {
     const std::uint32_t bit = hash >> bitShift_;
     return (bits_[bit / 64] >> (bit % 64) & 1) != 0;
   }
-  bool StandsAt(const Site& site, std::uint32_t bytes, std::string_view path, std::size_t at) const {
-    if (site.bytes != bytes || site.offset > at) return false;
-    return path.substr(at - site.offset).starts_with(texts_[site.text]);
+  bool MayStandAt(const Site& site, std::string_view path, std::size_t at) const {
+    if (site.offset > at) return false;
+    const std::string_view rest = path.substr(at - site.offset);
+    return rest.starts_with(std::string_view(texts_[site.text]).substr(0, rest.size()));
   }
 
   void CollectSites();

@@ -10,6 +10,8 @@ namespace {
 
 // Big, because the mount table is consistent only within one read.
 constexpr std::size_t kPieceBytes = 256 * 1024;
+// Kept and never cleared: only what the kernel writes is touched.
+char piece[kPieceBytes];
 
 }  // namespace
 
@@ -19,11 +21,9 @@ int ReadKernelText(const char* path, std::string& text) {
   text.clear();
   int error = 0;
   for (;;) {
-    const std::size_t before = text.size();
-    text.resize(before + kPieceBytes);
-    const ssize_t got = read(descriptor, text.data() + before, kPieceBytes);
+    const ssize_t got = read(descriptor, piece, kPieceBytes);
     error = got < 0 ? errno : 0;
-    text.resize(before + (got > 0 ? static_cast<std::size_t>(got) : 0));
+    if (got > 0) text.append(piece, static_cast<std::size_t>(got));
     if (got == 0 || (got < 0 && error != EINTR)) break;
   }
   close(descriptor);
