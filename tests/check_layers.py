@@ -140,6 +140,8 @@ class Checker:
 
 def system_conditionals(text):
     """(line number, whether inside a body) of each conditional that names an operating system."""
+    if not any(SYSTEM_NAMES.search(line) for line in re.findall(r"^\s*#.*", text, re.M)):
+        return
     blank = COMMENTS_AND_TEXTS.sub(lambda match: re.sub(r"[^\n]", " ", match[0]), text)
     braces, head = [], ""  # one bool per open brace: whether it opens a body
     for number, line in enumerate(blank.split("\n"), start=1):

@@ -133,6 +133,7 @@ bool GetBackupVolumeUuids(TqStringVector& uuids) {
       break;
     case PropertyListStatus::kMissing:
       return true;
+    case PropertyListStatus::kUnsuitable:
     case PropertyListStatus::kUnreadable:
       Log("ERROR: Could not create Core Foundation data object.");
       return false;
