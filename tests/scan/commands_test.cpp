@@ -1,7 +1,5 @@
 #include "scan/commands.h"
 
-#include <set>
-
 #include "tests/scan/scan_fixture.h"
 
 class CommandsTest : public ScanTest {
@@ -55,19 +53,12 @@ TEST_F(CommandsTest, EveryWordThatBeginsLikeHelpPrintsTheUsage) {
 TEST_F(CommandsTest, WordsAreExactAndHaveTheirStage) {
   EXPECT_EQ(Call(Words({"-version", "ignored"}), TqStage::kBeforeSettings), 0);
   EXPECT_EQ(out, Joined("VERSION: ", TqVersionString(), "\n"));
-  EXPECT_EQ(Call(Words({"-oswithdetail"}), TqStage::kBeforeSettings), 0);
-  EXPECT_EQ(out, "OSwithDetail: MacOsX-10.15.7\n");
   EXPECT_EQ(FindCommand(Words({"-version"}), TqStage::kAfterSettings), nullptr);
   for (const char* word : {"-Version", "-versions", "version", ""}) {
     EXPECT_EQ(FindCommand(Words({word}), TqStage::kBeforeSettings), nullptr) << word;
     EXPECT_EQ(FindCommand(Words({word}), TqStage::kAfterSettings), nullptr) << word;
   }
   EXPECT_EQ(FindCommand(Words({}), TqStage::kAfterSettings), nullptr);
-}
-
-TEST_F(CommandsTest, TableHoldsNoWordTwice) {
-  std::set<std::string_view> words;
-  for (const TqCommand& command : Commands()) EXPECT_TRUE(words.insert(command.word).second) << command.word;
 }
 
 TEST_F(CommandsTest, MissingOperandsAreTold) {
