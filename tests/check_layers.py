@@ -58,9 +58,10 @@ class Checker:
         """Sources that the CMakeLists.txt files name, in their order, as paths from the root."""
         named = []
         for path, text in self.lists.items():
-            for word in re.findall(r"[\w./+-]+", re.sub(r"#[^\n]*", "", text)):
+            text = re.sub(r"#[^\n]*", "", text).replace("${CMAKE_CURRENT_SOURCE_DIR}/", "")
+            for from_root, word in re.findall(r"(\$\{PROJECT_SOURCE_DIR\}/)?([\w./+-]+)", text):
                 if word.endswith(SOURCE_ENDINGS):
-                    named.append(os.path.normpath(os.path.join(os.path.dirname(path), word)))
+                    named.append(os.path.normpath(word if from_root else os.path.join(os.path.dirname(path), word)))
         return named
 
     # ---- rules ----
@@ -139,6 +140,8 @@ class Checker:
 
 def system_conditionals(text):
     """(line number, whether inside a body) of each conditional that names an operating system."""
+    if not any(SYSTEM_NAMES.search(line) for line in re.findall(r"^\s*#.*", text, re.M)):
+        return
     blank = COMMENTS_AND_TEXTS.sub(lambda match: re.sub(r"[^\n]", " ", match[0]), text)
     braces, head = [], ""  # one bool per open brace: whether it opens a body
     for number, line in enumerate(blank.split("\n"), start=1):

@@ -47,20 +47,16 @@ class Tree:
         """(path, lstat) of each entry in directory order, or None when the directory cannot be listed."""
         if directory.rstrip(b"/") in self.unreadable:
             return None
-        listed = []
         try:
-            with os.scandir(self.root + directory) as scan:
-                for entry in scan:
-                    path = directory.rstrip(b"/") + b"/" + entry.name
-                    if path in self.pseudo:
-                        continue
-                    try:
-                        listed.append((path, entry.stat(follow_symlinks=False)))
-                    except FileNotFoundError:
-                        pass
+            descriptor = os.open(self.root + directory, os.O_RDONLY | os.O_DIRECTORY)
         except OSError:
             return None
-        return listed
+        try:
+            with os.scandir(descriptor) as scan:  # by descriptor: the entries' own paths may be too long to be queried
+                found = [(directory.rstrip(b"/") + b"/" + os.fsencode(entry.name), entry) for entry in scan]
+            return [(path, entry.stat(follow_symlinks=False)) for path, entry in found if path not in self.pseudo]
+        finally:
+            os.close(descriptor)
 
     def plan(self):
         """The top directories in walking order: (mode, path ending in "/")."""

@@ -99,12 +99,12 @@ class MacRoot:
 
     SYSTEM = Volume("/", "v0001a2b3c4d5e6f708192a3b4c5")
 
-    def __init__(self, program, data=DEFAULT_DATA, data_size=None):
+    def __init__(self, program, data=DEFAULT_DATA, data_size=None, client_installed=True):
         self.data = data if data.endswith("/") else data + "/"
         self.lists = self.data + "tqfilelists/"
         self.reports = self.data + "tqreports/"
         self.volumes_made = 0
-        self._root = tempfile.mkdtemp(prefix="tqfilelist_e2e_")
+        self._root = tempfile.mkdtemp(prefix="tqfilelist_e2e_", dir="/tmp")
         self._running = []
         self._mount("-t", "tmpfs", "-o", "mode=0755,size=1g", "tqroot", self._root)
         atexit.register(self.close)
@@ -112,27 +112,30 @@ class MacRoot:
                        "/System/Library/CoreServices", INSTALL):
             self.mkdir(folder)
         self._mount("--rbind", "/proc", self._root + "/proc")
-        self._install_program(program)
-        self._install_client(data_size)
+        self.write("/System/Library/CoreServices/SystemVersion.plist",
+                   '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0">\n<dict>\n<key>ProductVersion</key>\n'
+                   "<string>10.15.7</string>\n</dict>\n</plist>\n")
+        self.add_program(program)
+        if client_installed:
+            self._install_client(data_size)
 
     # ---- building ----
 
     def _mount(self, *words):
         subprocess.run(["mount", *words], check=True, capture_output=True)
 
-    def _install_program(self, program):
+    def add_program(self, program):
+        """Copies a program of the host, with the libraries it needs, into the installation folder."""
         listing = subprocess.run(["ldd", program], capture_output=True, text=True).stdout
         for library in re.findall(r"(/\S+) \(0x", listing):
             self.mkdir(os.path.dirname(library))
             shutil.copyfile(library, self.path(library))
             os.chmod(self.path(library), 0o755)
-        shutil.copyfile(program, self.path(INSTALL + "tqfilelist"))
-        os.chmod(self.path(INSTALL + "tqfilelist"), 0o755)
+        target = self.path(INSTALL + os.path.basename(program))
+        shutil.copyfile(program, target)
+        os.chmod(target, 0o755)
 
     def _install_client(self, data_size):
-        self.write("/System/Library/CoreServices/SystemVersion.plist",
-                   '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0">\n<dict>\n<key>ProductVersion</key>\n'
-                   "<string>10.15.7</string>\n</dict>\n</plist>\n")
         self.write(INSTALL + "tqinstall.xml",
                    f'<?xml version="1.0" encoding="UTF-8" ?>\n<contents>\n<datadir>{self.data.rstrip("/")}</datadir>\n'
                    f"<hguid>{HOST_GUID}</hguid>\n</contents>\n")
@@ -240,8 +243,8 @@ class MacRoot:
 
     # ---- running ----
 
-    def start(self, *arguments, may_read_anything=True):
-        """Starts the program. `may_read_anything` False: permission bits bind it, as they bind an ordinary user."""
+    def start(self, *arguments, program="tqfilelist", may_read_anything=True):
+        """Starts a program that was added. `may_read_anything` False: permission bits bind it, as they bind an ordinary user."""
         def prepare():
             os.chroot(self._root)
             os.chdir("/")
@@ -252,7 +255,7 @@ class MacRoot:
                     if libc.prctl(24, capability, 0, 0, 0) != 0:  # PR_CAPBSET_DROP
                         raise OSError(ctypes.get_errno(), "prctl")
         output = tempfile.TemporaryFile(), tempfile.TemporaryFile()
-        process = subprocess.Popen([INSTALL + "tqfilelist", *arguments], preexec_fn=prepare, stdin=subprocess.DEVNULL,
+        process = subprocess.Popen([INSTALL + program, *arguments], preexec_fn=prepare, stdin=subprocess.DEVNULL,
                                    stdout=output[0], stderr=output[1], env={"PATH": "/usr/bin:/bin", "LANG": "C"})
         process.outputs, process.began = output, time.monotonic()
         self._running.append(process)
@@ -269,7 +272,7 @@ class MacRoot:
                     process.kill()
                     os.wait4(process.pid, 0)
                     self._forget(process)
-                    raise TimeoutError(f"tqfilelist still ran after {timeout} s")
+                    raise TimeoutError(f"the program still ran after {timeout} s")
                 time.sleep(0.01)
         seconds = time.monotonic() - process.began
         process.returncode = os.waitstatus_to_exitcode(status)
@@ -284,8 +287,8 @@ class MacRoot:
     def _forget(self, process):
         self._running = [other for other in self._running if other is not process]
 
-    def run(self, *arguments, timeout=120, may_read_anything=True):
-        return self.finish(self.start(*arguments, may_read_anything=may_read_anything), timeout)
+    def run(self, *arguments, timeout=120, **options):
+        return self.finish(self.start(*arguments, **options), timeout)
 
     # ---- reading ----
 

@@ -139,6 +139,7 @@ class HostileTrees(ScanCase):
         root.write("/Volumes/Zoo/top\\dir/sub\\dir/inner/file.txt", "x")
         root.write("/Volumes/Zoo/line\nfeed/second\nlevel/file.txt", "x")
         trees.plant_deep(root, deep.mount + "a/b", 1002)
+        trees.plant_long(root, deep.mount + "long/names")
         self.assert_ran(root.run())
         self.assert_clean(root)
         self.assert_listed(root, zoo)
@@ -165,6 +166,7 @@ class HostileTrees(ScanCase):
         self.assertIn("WARNING: skipping dirname with illegal trailing sep: " + os.fsdecode(base) + "trailing\\\n", log)
         self.assertEqual(log.count("ERROR: RecursivelyAddFilenamesToList recursion limit hit for: "), 1)
         self.assertEqual(root.read(root.list_path(deep)).count(b"# Dir: /Volumes/Deep/a/b/d"), 999)
+        self.assertEqual(root.read(root.list_path(deep)).count(b"# Dir: /Volumes/Deep/long/names/n"), 16)
 
     def test_unreadable_folders_leave_the_rest(self):
         root = self.new_root()

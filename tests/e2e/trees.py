@@ -92,6 +92,19 @@ def plant_deep(root, folder, levels):
     root.write(path + "/f", "x")
 
 
+def plant_long(root, folder, levels=20):
+    """Directories of long names below `folder`, until their paths are longer than the system opens; a file in each."""
+    root.mkdir(folder)
+    here = os.open(root.path(folder), os.O_RDONLY)
+    for _ in range(levels):
+        os.close(os.open("f" * 200, os.O_CREAT | os.O_WRONLY, dir_fd=here))
+        os.mkdir("n" * 250, dir_fd=here)
+        below = os.open("n" * 250, os.O_RDONLY, dir_fd=here)
+        os.close(here)
+        here = below
+    os.close(here)
+
+
 def plant_many(root, folder, directories):
     for number in range(directories):
         root.write(f"{folder}/d{number:03d}/photo{number:03d}.jpg", "x" * number)
