@@ -11,26 +11,26 @@ class CommandsTest : public ScanTest {
   }
   /// Runs `command`; gives its status, what it printed is in `out` and `err`.
   int Call(const TqCommand& command, const TqStringVector& arguments) {
-    std::FILE* outFile = std::tmpfile();
-    std::FILE* errFile = std::tmpfile();
-    TqCommandCall call{"tqfilelist", arguments, outFile, errFile, run};
+    char* texts[2] = {};
+    std::size_t sizes[2] = {};
+    TqCommandCall call{"tqfilelist", arguments, open_memstream(&texts[0], &sizes[0]),
+                       open_memstream(&texts[1], &sizes[1]), run};
     int status = -1;
     try {
       status = RunCommandOfTable(command, call);
     } catch (const ExitCalled& exit) {
       status = exit.status;
     }
-    out = Content(outFile);
-    err = Content(errFile);
+    out = Closed(call.out, texts[0]);
+    err = Closed(call.err, texts[1]);
     return status;
   }
   int Call(const TqStringVector& arguments, TqStage stage) { return Call(*FindCommand(arguments, stage), arguments); }
-  static std::string Content(std::FILE* file) {
-    std::rewind(file);
-    std::string text;
-    for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) text += static_cast<char>(c);
+  static std::string Closed(std::FILE* file, char*& text) {
     std::fclose(file);
-    return text;
+    const std::string copy = text;
+    std::free(text);
+    return copy;
   }
   TqRunState run;
   std::string out;

@@ -88,17 +88,6 @@ TEST_F(ListUpkeepTest, NoStubForAVolumeThatWasSeen) {
   keepsList("not selected");
 }
 
-TEST_F(ListUpkeepTest, StubThatCannotBePutInPlaceLeavesTheList) {
-  PutRegistry({31});
-  fake.fault = [&](std::string_view operation, std::string_view path) {
-    return operation == "rename" && path.ends_with("\n" + Data("tqfilelists/") + kDriveList) ? EBUSY : 0;
-  };
-  AgeOut();
-  EXPECT_EQ(List(kDriveList), kOldList);
-  EXPECT_FALSE(HasList(kDriveList + ".tmp"));
-  EXPECT_EQ(CountLogged("ERROR: AGING_FILES_OUT failed swap\n"), 1);
-}
-
 TEST_F(ListUpkeepTest, MissingListGetsAStubAfterASecondLook) {
   RemoveList(kDriveList);
   fake.onSleep = [&](std::int64_t) { PutList(kDriveList, "late"); };

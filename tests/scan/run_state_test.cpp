@@ -49,9 +49,3 @@ TEST_F(RunStateTest, LockTakenAnewGoesStaleAfterOneHour) {
   EXPECT_TRUE(Logged(" -  lost hour lock but grabbed it back again, so continuing on...\n"));
   EXPECT_EQ(run.lastLockRefreshMillis, fake.nowMillis);
 }
-
-TEST_F(RunStateTest, StackIsMeasuredInMegabytes) {
-  EXPECT_EQ(run.StackMegabytes(), 0);
-  run.stackBase = static_cast<const char*>(__builtin_frame_address(0)) + 3 * 1'048'576 + 8'192;
-  EXPECT_EQ(run.StackMegabytes(), 3);
-}
