@@ -187,5 +187,34 @@ class HostileTrees(ScanCase):
         self.assertIn(f'opendir failed for dirName="{volume.mount}a/b/c", errno 13 (Permission denied)', root.log())
 
 
+class ExplainedFiles(ScanCase):
+    def test_explanations_of_listed_files(self):
+        root = self.new_root()
+        root.select(root.SYSTEM)
+        trees.plant_home(root)
+        self.assert_ran(root.run())
+        wanted = "/Users/bob/Music/Album/01 Intro.mp3"
+        for name, diagnosis in ((wanted, "not_found_in_tq_done"),
+                                ("/users/bob/music/album/01 intro.mp3", "no_matching_file_found_in_completefilelist"),
+                                ("/Users/bob/Library/Caches/app/cache.db", "file_purposely_not_scheduled_for_backup"),
+                                ("Pictures/IMG_000", "ambiguous_query_2_different_files_match_in_completefilelist")):
+            self.assert_explained(root, name, diagnosis)
+        root.write(root.data + "tqbackup/tqfileids.dat", f"id0042\t{wanted}\n")
+        root.write(root.data + "tqdatacenter/tq_done_20240101_0.dat", "+\tid0042\n")
+        self.assert_explained(root, wanted, "healthy_and_found_in_tq_done")
+        failed = root.run("-explainfile", wanted, "/nowhere/report.txt")
+        self.assertEqual(failed.out, "\nERROR: could not produce a report, is file writeable:\n/nowhere/report.txt\n")
+
+    def assert_explained(self, root, name, diagnosis):
+        report = "/tmp/report.txt"
+        result = root.run("-explainfile", name, report)
+        self.assert_ran(result)
+        self.assertEqual(result.out, f"\nDone.  Please email Kestrune support this file:\n{report}\n\n\nPrimaryDiagnosis:\n{diagnosis}\n\n")
+        text = root.read(report).decode()
+        self.assertIn("Kestrune Explanation for file: " + name, text)
+        self.assertTrue(text.rstrip("\n").endswith("\n\nPRIMARY_DIAGNOSIS: " + diagnosis), text)
+        os.unlink(root.path(report))
+
+
 if __name__ == "__main__":
     scan_case.run_tests()
