@@ -16,6 +16,7 @@ PropertyListStatus ReadPropertyDictionary(const char* path, PropertyValue& value
   std::string text;
   const int error = ReadWholeFile(path, kMostPropertyListBytes, text);
   if (error == ENOENT || error == ENOTDIR) return PropertyListStatus::kMissing;
+  if (error == EINVAL || error == ENODATA || error == EFBIG) return PropertyListStatus::kUnsuitable;
   if (error != 0) return PropertyListStatus::kUnreadable;
   if (!ParsePropertyList(text, value)) return PropertyListStatus::kInvalid;
   return value.type == PropertyValue::Type::kDictionary ? PropertyListStatus::kOk : PropertyListStatus::kWrongType;

@@ -105,6 +105,7 @@ TEST_F(VolumeIdentityTest, BadFilesFillWhatIsValidInThem) {
     EXPECT_EQ(Read("/Volumes/Disk/"), c.identity) << c.text;
     EXPECT_TRUE(Logged("WARNING: TqFile::GetInfoAboutAttachedVolume, " + c.note + ", fileName=" + diskFile)) << c.note;
   }
+  fake.WriteFile("/Volumes/Other/id", IdentityText(kOtherGuid));
   fake.MakeLink(diskFile, "/Volumes/Other/id");
   EXPECT_EQ(Read("/Volumes/Disk/"), " ");
   EXPECT_TRUE(Logged("tqvol_id_file_exists_but_not_readable"));
