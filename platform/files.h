@@ -96,6 +96,10 @@ class Files {
   /// level of that costs a buffer of its own: walkers collect first and descend afterwards.
   virtual ListResult ListDirectory(const char* path, EntryVisitor& visitor) = 0;
 
+  /// Whether `error`, from listing or querying, tells that the system's privacy protection refuses this program what
+  /// the file system itself would give. False on systems without such a protection.
+  virtual bool IsPrivacyDenial(int error) = 0;
+
   /// The same query for one path. ENOENT when nothing has that name.
   virtual int QueryEntry(const char* path, EntryAttributes& attributes) = 0;
   /// Plain `lstat`.
