@@ -12,7 +12,8 @@
 //     file_info (listing), file_io, fast_file_reader, xml_files, run_command, file_lock, access_check,
 //     file_probe (why a file cannot be read)
 //   selection/  what the user wants backed up
-//     settings (tqinfo.xml), rule_texts and rule_files (the exclusion rules), rule_engine (the decision per file)
+//     settings and settings_edit (tqinfo.xml), rule_texts and rule_files (the exclusion rules), rule_engine (the
+//     decision per file), explain_report (how a decision is told)
 //   volumes/    which volumes there are
 //     volume_info, volume_identity (vguids), volume_query, volume_registry, selected_volumes, drive_summary,
 //     default_settings, defcon (urgency), drive_ping
