@@ -147,7 +147,8 @@ bool AppendStringToFile(std::string_view path, std::string_view text) {
   Descriptor file;
   if (!OpenForWriting(TqString(path).c_str(), OpenMode::kAppend, file)) return false;
   std::size_t written = 0;
-  return platform::TheFiles().Write(file.Get(), text.data(), text.size(), written) == 0 && written == text.size();
+  const int error = platform::TheFiles().Write(file.Get(), text.data(), text.size(), written);
+  return file.Close() == 0 && error == 0 && written == text.size();
 }
 
 bool WriteFileToDiskWithRetry(std::string_view path, std::string_view text) {

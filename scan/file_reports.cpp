@@ -93,6 +93,7 @@ std::string_view WhyNotListable(const TqString& dir) {
 }
 
 int ListDirectory(TqCommandCall& call, bool withDetail) {
+  platform::TheMachine().RestrictSideEffects();  // as in a scan, so that the answers agree
   const TqString dir = DirOperand(call);
   if (const std::string_view why = WhyNotListable(dir); !why.empty()) {
     call.Print(why, dir);

@@ -33,11 +33,13 @@ class EmptyRootVisitor : public platform::EntryVisitor {
   bool isEmpty = true;
 };
 
-/// Also true for a root that cannot be listed.
+/// Also true for a root that cannot be listed, but not when privacy protection is what keeps its names back: nothing is
+/// known of those.
 bool RootHoldsNothing(const TqString& mountPoint) {
   EmptyRootVisitor visitor;
-  platform::TheFiles().ListDirectory(mountPoint.c_str(), visitor);
-  return visitor.isEmpty;
+  const platform::ListResult result = platform::TheFiles().ListDirectory(mountPoint.c_str(), visitor);
+  NotePrivacyDenial(result.openErrno, mountPoint);
+  return visitor.isEmpty && !platform::TheFiles().IsPrivacyDenial(result.openErrno);
 }
 
 TqString UpperCased(std::string_view text) {
@@ -73,8 +75,7 @@ bool IsBackupVolume(const TqVolumeInfo& volume) {
   if (uuids.Count() == 0) {
     return !IsSystemVolume(volume.mountPointPath) && IsDirectory(Joined(volume.mountPointPath, "Backups.backupdb"));
   }
-  const TqString uuid = volume.UuidText();
-  return !uuid.IsEmpty() && uuids.Find(uuid) >= 0;
+  return uuids.Find(volume.UuidText()) >= 0;
 }
 
 void DecideType(const platform::VolumeAttributes& attributes, TqVolumeInfo& volume) {
@@ -134,6 +135,7 @@ bool GetBackupVolumeUuids(TqStringVector& uuids) {
       break;
     case PropertyListStatus::kMissing:
       return true;
+    case PropertyListStatus::kUnsuitable:
     case PropertyListStatus::kUnreadable:
       Log("ERROR: Could not create Core Foundation data object.");
       return false;

@@ -1,7 +1,6 @@
 """A machine without the client: tqsetup prepares it, the first scan follows."""
 
 import os
-import xml.etree.ElementTree as ElementTree
 
 import scan_case
 import trees
@@ -20,7 +19,7 @@ class FreshMachine(ScanCase):
         return root
 
     def selected(self, root):
-        volumes = ElementTree.fromstring(root.read(root.data + "tqinfo.xml")).find("hard_drives_to_backup")
+        volumes = root.xml("tqinfo.xml").find("hard_drives_to_backup")
         return [Volume(v.get("mountPointPath"), v.get("tqVolumeGuid")) for v in volumes]
 
     def test_every_ordinary_volume_is_selected_and_listed(self):
@@ -42,7 +41,8 @@ class FreshMachine(ScanCase):
 
     def test_chosen_volume_and_data_folder(self):
         root = self.new_machine(data="/Users/Shared/Kestrune & Co")
-        self.assert_ran(root.run("--data-dir", root.data.rstrip("/"), "--select", "/Volumes/Photos/", program="tqsetup"))
+        words = ("--data-dir", root.data.rstrip("/"), "--select", "/Volumes/Photos/")
+        self.assert_ran(root.run(*words, program="tqsetup"))
         volumes = self.selected(root)
         self.assertEqual([v.mount for v in volumes], ["/Volumes/Photos/"])
         self.assert_ran(root.run())
