@@ -16,7 +16,8 @@ def read(root, path):
 def table(root):
     """(word, number of operands it must have) of each row of the command table."""
     rows = re.search(r"\bkCommands\[\] = \{\n(.*?)\n\};", read(root, "scan/commands.cpp"), re.S)[1]
-    return [(word, int(needed or 0)) for word, needed in re.findall(r'^    \{"(-\w+)", \w+(?:, \w+, (\d))?', rows, re.M)]
+    fields = re.findall(r'^    \{"(-\w+)", \w+(?:, \w+, (\d))?', rows, re.M)
+    return [(word, int(needed or 0)) for word, needed in fields]
 
 
 def documented(root):
@@ -33,8 +34,8 @@ def differences(root):
     faults += [f"docs/tqfilelist.1 describes {word}, which the table does not know" for word, _ in in_page
                if word not in dict(in_table)]
     # A command that tells of missing operands in its own words needs none by the table.
-    faults += [f"docs/tqfilelist.1 gives {word} {operands[word]} operands, the table {needed}" for word, needed in in_table
-               if needed and operands.get(word, needed) != needed]
+    faults += [f"docs/tqfilelist.1 gives {word} {operands[word]} operands, the table {needed}"
+               for word, needed in in_table if needed and operands.get(word, needed) != needed]
     if not faults and [word for word, _ in in_table] != [word for word, _ in in_page]:
         faults.append("docs/tqfilelist.1 has the commands in another order than the table, or twice")
     return faults

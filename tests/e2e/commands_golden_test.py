@@ -38,8 +38,8 @@ class GoldenAnswers(ScanCase):
         root.write("/Users/bob/secret.txt", "abc")
         os.chmod(root.path("/Users/bob/secret.txt"), 0)
         os.link(root.path("/Users/bob/secret.txt"), root.path("/Users/bob/hard link"))
-        for folder in ("/Users/empty", "/Users/locked", "/Users/bob/Tool.app", *(f"/Users/Eleven/{i}" for i in range(11))):
-            root.mkdir(folder)
+        for folder in ("empty", "locked", "bob/Tool.app", *(f"Eleven/{i}" for i in range(11))):
+            root.mkdir("/Users/" + folder)
         os.chmod(root.path("/Users/locked"), 0)
         for link, target in (("dangling", "nowhere"), ("loop", "loop"), ("linked_folder", "/Users")):
             os.symlink(target, root.path("/Users/bob/" + link))

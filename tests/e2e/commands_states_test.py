@@ -21,17 +21,17 @@ import check_man_pages  # noqa: E402
 
 SCANS = ("-first_install_time_urgent", "-urgent_refresh_all")
 CREATES_DATA_FOLDER = SCANS + ("-clone_tqvol_to_datadir", "-assignvolumeguid", "-assignvolumeguid_hex")
-OPERANDS = {"-log_install_event": ("t", "f"), "-volumeinfo": ("/",), "-dirlist": ("/Users",), "-dirlistdetail": ("/Users",),
-            "-assignvolumeguid": ("/",), "-assignvolumeguid_hex": ("2f",), "-copy_rsrc_fork": ("/Users/bob/a.txt", "/tmp/fork"),
-            "-grep": ("one", "/Users/bob/a.txt"), "-igrep": ("one", "/Users/bob/a.txt"), "-listvolumestofile": (),
+A_FILE = "/Users/bob/a.txt"
+OPERANDS = {"-log_install_event": ("t", "f"), "-volumeinfo": ("/",), "-dirlist": ("/Users",),
+            "-dirlistdetail": ("/Users",), "-assignvolumeguid": ("/",), "-assignvolumeguid_hex": ("2f",),
+            "-copy_rsrc_fork": (A_FILE, "/tmp/fork"), "-grep": ("one", A_FILE), "-igrep": ("one", A_FILE),
             "-explainfile": ("a.txt", "/tmp/report.txt"), "-open_file_exclusive": ("/nowhere",)}
-ONE_FILE = ("/Users/bob/a.txt",)
 
 
 def every_command():
     """Each word of the command table with operands that it can work with."""
     for word, needed in check_man_pages.table(SOURCES):
-        yield word, *OPERANDS.get(word, ONE_FILE if needed else ())
+        yield word, *OPERANDS.get(word, (A_FILE,) if needed else ())
 
 
 def tree(root, *skipped):
@@ -43,8 +43,8 @@ def tree(root, *skipped):
         found[inside] = None
         for name in files:
             path = os.path.join(folder, name)
-            mode = os.lstat(path).st_mode
-            found[os.path.join(inside, name)] = pathlib.Path(path).read_bytes() if stat.S_ISREG(mode) else stat.S_IFMT(mode)
+            kind = stat.S_IFMT(os.lstat(path).st_mode)
+            found[os.path.join(inside, name)] = pathlib.Path(path).read_bytes() if kind == stat.S_IFREG else kind
     return found
 
 
@@ -86,17 +86,18 @@ class States(ScanCase):
                     self.assertIn(root.run(*words, timeout=30).status, (0, 1))
                     self.assertEqual(tree(root, "/tmp"), before)
         self.assertRegex(root.run("-log_install_event", "t", "t").out, r"\AERROR: did not log Install Event\.\n\Z")
-        self.assertIn("PRIMARY_DIAGNOSIS: could_not_parse_tqinfo_for_files_to_watch\n", root.read("/tmp/report.txt").decode())
-        self.assertRegex(root.run("-assignvolumeguid", "/").out, r"\ATRUE: Successfully assigned vGuid: v000[0-9a-f]{24}\n\Z")
+        self.assertIn(b"PRIMARY_DIAGNOSIS: could_not_parse_tqinfo_for_files_to_watch\n", root.read("/tmp/report.txt"))
+        self.assertRegex(root.run("-assignvolumeguid", "/").out,
+                         r"\ATRUE: Successfully assigned vGuid: v000[0-9a-f]{24}\n\Z")
         self.assertEqual(root.mode(root.data), 0o777)
 
     def test_no_settings_and_damaged_state(self):
         for damage in (None, b"", b"\0\xff<tqinfo <tqvolume tqVolumeGuid=\"v", "fifo", "folder"):
             root = self.new_root()
             root.write("/Users/bob/a.txt", "one\n")
-            state = [root.data + name for name in ("tqinfo.xml", "tqvolumes.xml", "tqexcluderules_editable.xml",
-                                                   "tqreports/tqdefcon.xml", "tqreports/tqexcluderules_editable_mergelog.txt",
-                                                   "tqreports/tqserv_runs_as.txt", "tqreports/tqrollback_current_uxe.txt")]
+            state = [root.data + name for name in ("tqinfo.xml", "tqvolumes.xml", "tqexcluderules_editable.xml")]
+            state += [root.reports + name for name in ("tqdefcon.xml", "tqexcluderules_editable_mergelog.txt",
+                                                       "tqserv_runs_as.txt", "tqrollback_current_uxe.txt")]
             root.mkdir(root.reports)
             for file in state if damage is not None else ():
                 if damage == "fifo":
@@ -122,12 +123,12 @@ class Effects(ScanCase):
         with open(root.path("/Users/bob/a.txt"), "rb") as file:
             fcntl.flock(file, fcntl.LOCK_EX)
             self.assertEqual(root.run("-open_file_exclusive", "/Users/bob/a.txt").out,
-                             "Opening this file exclusively: /Users/bob/a.txt\nFile exists but TqOpenFileReadOnlyExclusive "
-                             "Failed on: /Users/bob/a.txt, errStr=ERROR: exclusive lock failed with errno=11, on file: "
-                             "/Users/bob/a.txt\n")
+                             "Opening this file exclusively: /Users/bob/a.txt\nFile exists but "
+                             "TqOpenFileReadOnlyExclusive Failed on: /Users/bob/a.txt, errStr=ERROR: exclusive lock "
+                             "failed with errno=11, on file: /Users/bob/a.txt\n")
             fcntl.flock(file, fcntl.LOCK_UN)
             holder = root.start("-open_file_exclusive", "/Users/bob/a.txt")
-            printed = mac_root.wait_until(lambda: os.pread(holder.outputs[0].fileno(), 9999, 0), "a line of the holder")
+            printed = mac_root.wait_until(lambda: os.pread(holder.outputs[0].fileno(), 9999, 0), "the holder's lines")
             self.assertEqual(printed, b"Opening this file exclusively: /Users/bob/a.txt\n"
                                       b"Holding file exclusively seconds=0 ...\n")
             self.assertRaises(BlockingIOError, fcntl.flock, file, fcntl.LOCK_EX | fcntl.LOCK_NB)
@@ -184,7 +185,8 @@ class Effects(ScanCase):
         self.assert_ran(root.run("-create_tqserv_perm_report"))
         can = "can_read=true, detail=mode_bits_allow, path="
         self.assertEqual(root.read(root.reports + "tqserv_perm_report.txt").decode(),
-                         f"tqserv_login_name: carol\n{can}{INSTALL}\n{can}{root.data}\n{can}{root.data}tqinfo.xml\n{can}/\n")
+                         f"tqserv_login_name: carol\n{can}{INSTALL}\n{can}{root.data}\n"
+                         f"{can}{root.data}tqinfo.xml\n{can}/\n")
         root.write(root.data + "tqexcluderules_editable.xml", "<tqexclusions>\n</tqexclusions>\n")
         self.assertEqual([root.run("-merge_exclude_rules").out for _ in range(2)],
                          ["tqfilelist -merge_exclude_rules - Some new blocks were merged!\n", "Nothing changed.\n"])
@@ -194,7 +196,8 @@ class Effects(ScanCase):
         shutil.copy(root.path(INSTALL + "sh"), shell)
         root.write(INSTALL + "tqtransmit", '#!/bin/sh\necho " $#$@ "\necho more\n')
         os.chmod(root.path(INSTALL + "tqtransmit"), 0o755)
-        self.assertEqual(root.run("-attempt_run_tqtransmit64").out, f"ok_mac64_1-version: ran file: {INSTALL}tqtransmit\n")
+        self.assertEqual(root.run("-attempt_run_tqtransmit64").out,
+                         f"ok_mac64_1-version: ran file: {INSTALL}tqtransmit\n")
 
 
 if __name__ == "__main__":

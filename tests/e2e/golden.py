@@ -18,8 +18,8 @@ import shlex
 FOLDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "golden")
 LONG = "/" + "n" * 4999
 UUID = r"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"
-PATTERNS = {"n": r"[\d,]+", "time": r"\d{14}", "width3": r"(?=...\s)\s*\d+", "word": r"\S+", "any": r".+", "nothing": "",
-            "uuid": UUID, "uuid or nothing": f"({UUID})?", "long": re.escape(LONG)}
+PATTERNS = {"n": r"[\d,]+", "time": r"\d{14}", "width3": r"(?=...\s)\s*\d+", "word": r"\S+", "any": r".+",
+            "nothing": "", "uuid": UUID, "uuid or nothing": f"({UUID})?", "long": re.escape(LONG)}
 
 
 class Case:

@@ -55,15 +55,19 @@ class FreshMachine(ScanCase):
         root.write("/Volumes/Photos/holiday.jpg", "x" * 5)
         root.write("/Volumes/Photos/Library/cache.jpg", "x")
         self.assertRegex(root.run("--select", "/Volumes/Photos", program="tqsetup").out,
-                         r"\nselected for backup: /Volumes/Photos/ vguid=v001[0-9a-f]{24}\nready: tqfilelist lists their files\n\Z")
+                         r"\nselected for backup: /Volumes/Photos/ vguid=v001[0-9a-f]{24}\n"
+                         r"ready: tqfilelist lists their files\n\Z")
         self.assert_ran(root.run())
         for file, diagnosis, text in (
-                ("holiday.jpg", "not_found_in_tq_done", "file_found - LessThan10Mb - IntentIsToBackup - /Volumes/Photos/holiday.jpg\n"),
-                ("cache.jpg", "no_matching_file_found_in_completefilelist", "There are several possible explanations:\n"),
+                ("holiday.jpg", "not_found_in_tq_done",
+                 "file_found - LessThan10Mb - IntentIsToBackup - /Volumes/Photos/holiday.jpg\n"),
+                ("cache.jpg", "no_matching_file_found_in_completefilelist",
+                 "There are several possible explanations:\n"),
                 ("Readme", "not_found_in_tq_done", "BEST_CASE - Found 1 matching file")):
             report = f"/tmp/{file}.txt"
             self.assertEqual(root.run("-explainfile", file, report).out,
-                             f"\nDone.  Please email Kestrune support this file:\n{report}\n\n\nPrimaryDiagnosis:\n{diagnosis}\n\n")
+                             f"\nDone.  Please email Kestrune support this file:\n{report}\n\n"
+                             f"\nPrimaryDiagnosis:\n{diagnosis}\n\n")
             self.assertIn(text, root.read(report).decode())
 
     def test_what_is_refused_leaves_nothing_behind(self):
