@@ -75,6 +75,11 @@ TqString FailedPathText(std::string_view path, int error) {
   return Joined(path, " got errno ", number, " on ", TqSystem::OsDetailText());
 }
 
+bool& ToldOfPrivacyDenial() {
+  static bool told = false;
+  return told;
+}
+
 /// The fallback's view of an entry: plain sizes, the modification time for both times, Finder flags asked for
 /// separately. Logs a failure behind the caller's own words.
 bool QueryThroughStat(const char* path, std::string_view statWords, std::string_view finderWords,
@@ -82,6 +87,7 @@ bool QueryThroughStat(const char* path, std::string_view statWords, std::string_
   platform::StatFacts facts;
   if (const int error = platform::TheFiles().Lstat(path, facts); error != 0) {
     Log(statWords, FailedPathText(path, error));
+    TqFile::NotePrivacyDenial(error, path);
     return false;
   }
   attributes = EntryAttributes();
@@ -91,6 +97,7 @@ bool QueryThroughStat(const char* path, std::string_view statWords, std::string_
   attributes.linkCount = facts.linkCount;
   if (const int error = platform::TheFiles().QueryFinderFlags(path, attributes.finderFlags); error != 0) {
     Log(finderWords, FailedPathText(path, error));
+    TqFile::NotePrivacyDenial(error, path);
     return false;
   }
   return true;
@@ -289,6 +296,7 @@ bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, bool* cu
   if (result.openErrno != 0) {
     Log("WARNING: GetListOfFilesInfosInDir - opendir failed for dirName=\"", dirName, "\", errno ", result.openErrno,
         " (", std::strerror(result.openErrno), ")");
+    NotePrivacyDenial(result.openErrno, dirName);
     return false;
   }
   if (filler.OutOfMemory()) {
@@ -299,6 +307,7 @@ bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, bool* cu
   if (result.readErrno != 0) {
     Log("WARNING: GetListOfFileInfosInDir - readdir failed for dirName=\"", dirName, "\", errno ", result.readErrno,
         " (", std::strerror(result.readErrno), ")");
+    NotePrivacyDenial(result.readErrno, dirName);
     if (cutShort != nullptr) *cutShort = true;
   }
   return true;
@@ -357,6 +366,17 @@ void RemoveMountedFoldersFromList(TqFileInfoList& list) {
 
 void ForgetMountedFolders() {
   TheMountTable().reset();
+}
+
+void NotePrivacyDenial(int error, std::string_view path) {
+  if (ToldOfPrivacyDenial() || !platform::TheFiles().IsPrivacyDenial(error)) return;
+  ToldOfPrivacyDenial() = true;
+  Log("WARNING: the system's privacy protection does not let this program look at \"", path,
+      "\": it lacks Full Disk Access, so what is protected like this is missing from the lists");
+}
+
+void ForgetPrivacyDenials() {
+  ToldOfPrivacyDenial() = false;
 }
 
 }  // namespace TqFile

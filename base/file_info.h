@@ -87,4 +87,10 @@ void RemoveMountedFoldersFromList(TqFileInfoList& list);
 /// Drops that table (tests).
 void ForgetMountedFolders();
 
+/// Tells in the log, once per process, that the system's privacy protection keeps this program from looking at files,
+/// when that is what `error` from an attempt to look at `path` means.
+void NotePrivacyDenial(int error, std::string_view path);
+/// Lets it be told again (tests).
+void ForgetPrivacyDenials();
+
 }  // namespace TqFile

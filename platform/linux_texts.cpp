@@ -62,15 +62,4 @@ const InterfaceFacts* ChooseInterface(const std::vector<InterfaceFacts>& interfa
   return chosen;
 }
 
-std::string HardwareAddressText(const std::vector<std::uint8_t>& address) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (const std::uint8_t byte : address) {
-    if (!text.empty()) text.push_back('-');
-    text.push_back(kDigits[byte >> 4]);
-    text.push_back(kDigits[byte & 15]);
-  }
-  return text;
-}
-
 }  // namespace platform

@@ -39,7 +39,4 @@ struct InterfaceFacts {
 /// count. Null when none is left.
 const InterfaceFacts* ChooseInterface(const std::vector<InterfaceFacts>& interfaces);
 
-/// "xx-xx-xx-xx-xx-xx" in lower case.
-std::string HardwareAddressText(const std::vector<std::uint8_t>& address);
-
 }  // namespace platform

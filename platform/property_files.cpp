@@ -12,12 +12,17 @@ constexpr std::int64_t kMostPropertyListBytes = 104'857'600;
 
 }  // namespace
 
-PropertyListStatus ReadPropertyDictionary(const char* path, PropertyValue& value) {
-  std::string text;
-  const int error = ReadWholeFile(path, kMostPropertyListBytes, text);
+PropertyListStatus ReadPropertyFile(const char* path, std::string& bytes) {
+  const int error = ReadWholeFile(path, kMostPropertyListBytes, bytes);
   if (error == ENOENT || error == ENOTDIR) return PropertyListStatus::kMissing;
   if (error == EINVAL || error == ENODATA || error == EFBIG) return PropertyListStatus::kUnsuitable;
-  if (error != 0) return PropertyListStatus::kUnreadable;
+  return error == 0 ? PropertyListStatus::kOk : PropertyListStatus::kUnreadable;
+}
+
+PropertyListStatus ReadPropertyDictionary(const char* path, PropertyValue& value) {
+  std::string text;
+  const PropertyListStatus status = ReadPropertyFile(path, text);
+  if (status != PropertyListStatus::kOk) return status;
   if (!ParsePropertyList(text, value)) return PropertyListStatus::kInvalid;
   return value.type == PropertyValue::Type::kDictionary ? PropertyListStatus::kOk : PropertyListStatus::kWrongType;
 }

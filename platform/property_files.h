@@ -1,7 +1,7 @@
 #pragma once
 
 // The two property lists that the program reads, from a parsed list to the plain values wanted of it. A system with a
-// reader of its own for property lists uses the second half alone.
+// reader of its own for property lists uses it between the file and the values.
 
 #include <string>
 #include <vector>
@@ -11,8 +11,11 @@
 
 namespace platform {
 
-/// Reads the XML property list at `path`, at most 104,857,600 bytes, whose outermost value must be a dictionary.
-/// `value` counts only for kOk.
+/// Reads the bytes of the property list at `path`, at most 104,857,600; kOk says nothing about what they hold. `bytes`
+/// counts only for kOk.
+PropertyListStatus ReadPropertyFile(const char* path, std::string& bytes);
+
+/// Reads the XML property list at `path`, whose outermost value must be a dictionary. `value` counts only for kOk.
 PropertyListStatus ReadPropertyDictionary(const char* path, PropertyValue& value);
 
 /// `ProductVersion` of the system version list; empty when missing or no text. Neither trimmed nor checked.

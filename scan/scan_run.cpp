@@ -9,6 +9,7 @@
 #include "base/install_record.h"
 #include "base/log.h"
 #include "base/system_info.h"
+#include "platform/platform.h"
 #include "scan/client_services.h"
 #include "scan/list_swap.h"
 #include "scan/list_upkeep.h"
@@ -313,6 +314,8 @@ void DeleteUrgentFlagFile(const TqScan& scan) {
 }  // namespace
 
 void RunScan(TqRunState& run) {
+  // A scan looks at everything, so it must not fetch what a cloud service keeps, nor mount what lies on a server.
+  platform::TheMachine().RestrictSideEffects();
   ExitIfSelfDestructIsSet(run);
   ExitIfVersionReachedEndOfLife(run);
   PrepareScanPaths(run);

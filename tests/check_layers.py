@@ -1,10 +1,10 @@
-"""Holds the sources to the architecture: layers, order within a layer, no cycles, nothing unbuilt, no systems in bodies.
+"""Holds the sources to the architecture: layers, order within a layer, no cycles, nothing unbuilt, no systems inside.
 
     python3 tests/check_layers.py <source folder>              reports every fault; the status is 1 when there is one
     python3 tests/check_layers.py <source folder> --self-test  plants each kind of fault in a copy; each must be found
 
-Within a layer the order is that of the sources in its CMakeLists.txt. A header and the source of the same name count as one
-file; a header without a source ranks where it is first needed, so what it includes counts for the files that include it.
+Within a layer the order is that of the sources in its CMakeLists.txt. A header and the source of the same name count as
+one file; a header without a source ranks where it is first needed: what it includes counts for whoever includes it.
 """
 
 import os
@@ -14,12 +14,13 @@ import sys
 import tempfile
 
 LAYERS = ["platform", "base", "selection", "volumes", "scan"]
-BESIDE = ["tests", "bench", "fuzz", "tools"]
+TOOLS = "tools"  # programs of their own on top of the layers, which need nothing from the tests
+BESIDE = ["tests", "bench", "fuzz", TOOLS]
 SOURCE_ENDINGS = (".cpp", ".mm")
 SYSTEM_NAMES = re.compile(r"__APPLE__|__MACH__|__linux|__gnu_linux|\blinux\b|\bunix\b|__unix|_WIN32|_WIN64|__FreeBSD__|"
                           r"__OpenBSD__|__NetBSD__|TARGET_OS_|\bTQ_(MAC|LINUX|WIN)")
-COMMENTS_AND_TEXTS = re.compile(r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|(?<![0-9A-Fa-f])\'(?:\\.|[^\'\\\n])*\'',
-                                re.S)
+COMMENTS_AND_TEXTS = re.compile(r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|'
+                                r"(?<![0-9A-Fa-f])'(?:\\.|[^'\\\n])*'", re.S)
 
 
 class Checker:
@@ -73,6 +74,8 @@ class Checker:
                 other = name.split("/")[0]
                 if name not in self.texts:
                     self.faults.append(f"{path}: includes \"{name}\", which is no file of the project")
+                elif layer == TOOLS and other not in LAYERS + [TOOLS]:
+                    self.faults.append(f"{path}: includes sideways: {name}")
                 elif layer in LAYERS and (other not in LAYERS or LAYERS.index(other) > LAYERS.index(layer)):
                     self.faults.append(f"{path}: includes upward: {name}")
 
@@ -122,7 +125,8 @@ class Checker:
     def _check_everything_is_built(self):
         for path in self.files:
             if path.endswith(SOURCE_ENDINGS) and path not in self.built:
-                what = "test that no CMakeLists.txt names" if path.endswith("_test.cpp") else "source that no target builds"
+                is_test = path.endswith("_test.cpp")
+                what = "test that no CMakeLists.txt names" if is_test else "source that no target builds"
                 self.faults.append(f"{path}: {what}")
         for path in self.built:
             if path not in self.texts:
@@ -134,7 +138,7 @@ class Checker:
             for number, in_body in system_conditionals(text):
                 if in_body:
                     self.faults.append(f"{path}:{number}: chooses by operating system inside a body")
-                elif layer in LAYERS[1:]:
+                elif layer in LAYERS[1:] + [TOOLS]:
                     self.faults.append(f"{path}:{number}: chooses by operating system above the platform layer")
 
 
@@ -183,29 +187,35 @@ def self_test(root):
     planted = {
         "includes upward: scan/": prepend("base/string.h", '#include "scan/walker.h"\n'),
         "includes upward: tests/": prepend("scan/walker.cpp", '#include "tests/fake_platform.h"\n'),
+        "includes upward: tools/": both(
+            prepend("tools/planted.h", "#pragma once\n"), prepend("scan/walker.cpp", '#include "tools/planted.h"\n')),
+        "includes sideways: tests/": prepend("tools/tqsetup.cpp", '#include "tests/fake_platform.h"\n'),
         "which is no file of the project": prepend("base/string.h", '#include "base/nowhere.h"\n'),
-        "base/string: needs base/file_lock, which comes later": prepend("base/string.cpp", '#include "base/file_lock.h"\n'),
+        "base/string: needs base/file_lock, which comes later":
+            prepend("base/string.cpp", '#include "base/file_lock.h"\n'),
         "base/string: needs base/file_lock, which": both(  # by way of a header that has no source
-            prepend("base/planted.h", '#include "base/file_lock.h"\n'), prepend("base/string.cpp", '#include "base/planted.h"\n')),
+            prepend("base/planted.h", '#include "base/file_lock.h"\n'),
+            prepend("base/string.cpp", '#include "base/planted.h"\n')),
         "include cycle: base/planted_a": both(
-            prepend("base/planted_a.h", '#include "base/planted_b.h"\n'), prepend("base/planted_b.h", '#include "base/planted_a.h"\n')),
+            prepend("base/planted_a.h", '#include "base/planted_b.h"\n'),
+            prepend("base/planted_b.h", '#include "base/planted_a.h"\n')),
         "planted_test.cpp: test that no CMakeLists.txt names": append("tests/base/planted_test.cpp", "int planted;\n"),
         "planted.cpp: source that no target builds": append("volumes/planted.cpp", "int planted;\n"),
-        "planted_gone.cpp: named in a CMakeLists.txt, but missing": append("tests/base/CMakeLists.txt", "\n# x\nset(y planted_gone.cpp)\n"),
+        "planted_gone.cpp: named in a CMakeLists.txt, but missing":
+            append("tests/base/CMakeLists.txt", "\nset(planted planted_gone.cpp)\n"),
         "platform/whole_file.cpp:{last}: chooses by operating system inside a body":
             append("platform/whole_file.cpp", "namespace planted {\n" + body % "#ifdef __APPLE__" + "}\n"),
         "base/clock.cpp:{last}: chooses by operating system inside a body":
             append("base/clock.cpp", "struct Planted {" + body % "#if defined(__linux__) && 1" + "};\n"),
-        "base/clock.cpp:{last}: chooses by operating system above": append("base/clock.cpp", "\n#ifdef __APPLE__\nint planted;\n#endif\n"),
+        "base/clock.cpp:{last}: chooses by operating system above":
+            append("base/clock.cpp", "\n#ifdef __APPLE__\nint planted;\n#endif\n"),
     }
     failures = [f"the sources themselves: {fault}" for fault in Checker(root).check()]
     for expected, plant in planted.items():
         with tempfile.TemporaryDirectory(prefix="tqfilelist_layers_") as copy:
             for top in LAYERS + BESIDE:
                 if os.path.isdir(os.path.join(root, top)):
-                    shutil.copytree(os.path.join(root, top), os.path.join(copy, top),
-                                    ignore=lambda folder, names: [n for n in names if not n.endswith((".h", ".cpp", ".mm", "CMakeLists.txt"))
-                                                                  and not os.path.isdir(os.path.join(folder, n))])
+                    shutil.copytree(os.path.join(root, top), os.path.join(copy, top))
             plant(copy)
             faults = Checker(copy).check()
             pattern = re.escape(expected).replace(re.escape("{last}"), r"\d+")

@@ -99,6 +99,8 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::function<int(std::string_view operation, std::string_view path)> fault;
   /// Bytes that may still be written in all; a write beyond is cut short with ENOSPC. Negative: no limit.
   std::int64_t diskBytesLeft = -1;
+  /// The errno of refusals by privacy protection; 0: this system has none.
+  int privacyErrno = 0;
   /// The file system's clock runs this far ahead of nowMillis (file times).
   std::int64_t fileClockAheadSeconds = 0;
 
@@ -111,6 +113,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::string machineName = "arm64";
   bool translated = false;
   platform::LocaleTexts locale{"en_US", "de_DE", "date and time", "time", "date"};
+  int sideEffectRestrictions = 0;  ///< how often they were asked for
   std::optional<bool> hardware64 = true;
   std::optional<std::string> hostName = "TestHost.local";
   platform::HardwareAddressStatus hardwareAddressStatus = platform::HardwareAddressStatus::kFound;
@@ -125,6 +128,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
 
   // --- platform::Files ---
   platform::ListResult ListDirectory(const char* path, platform::EntryVisitor& visitor) override;
+  bool IsPrivacyDenial(int error) override { return error != 0 && error == privacyErrno; }
   int QueryEntry(const char* path, platform::EntryAttributes& attributes) override;
   int Lstat(const char* path, platform::StatFacts& facts) override;
   int QueryFinderFlags(const char* path, std::uint16_t& finderFlags) override;
@@ -166,6 +170,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   platform::LocaleTexts DescribeLocale() override { return locale; }
   int ProcessId() override { return pid; }
   unsigned EffectiveUserId() override { return euid; }
+  void RestrictSideEffects() override { ++sideEffectRestrictions; }
   bool FindLogin(const std::string& name, platform::LoginFacts& login) override;
   bool CurrentLogin(platform::LoginFacts& login) override;
   [[noreturn]] void Exit(int status) override { throw ExitCalled{status}; }

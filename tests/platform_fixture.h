@@ -40,6 +40,7 @@ class PlatformTest : public ::testing::Test {
     TqSystem::ForgetOsDetailText();
     TqSystem::ForgetTestRoot();
     TqFile::ForgetMountedFolders();
+    TqFile::ForgetPrivacyDenials();
   }
   void SetProductVersion(std::string_view version) {
     TqSystem::ForgetOsDetailText();

@@ -33,11 +33,13 @@ class EmptyRootVisitor : public platform::EntryVisitor {
   bool isEmpty = true;
 };
 
-/// Also true for a root that cannot be listed.
+/// Also true for a root that cannot be listed, but not when privacy protection is what keeps its names back: nothing is
+/// known of those.
 bool RootHoldsNothing(const TqString& mountPoint) {
   EmptyRootVisitor visitor;
-  platform::TheFiles().ListDirectory(mountPoint.c_str(), visitor);
-  return visitor.isEmpty;
+  const platform::ListResult result = platform::TheFiles().ListDirectory(mountPoint.c_str(), visitor);
+  NotePrivacyDenial(result.openErrno, mountPoint);
+  return visitor.isEmpty && !platform::TheFiles().IsPrivacyDenial(result.openErrno);
 }
 
 TqString UpperCased(std::string_view text) {

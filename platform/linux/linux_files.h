@@ -11,6 +11,8 @@ namespace platform {
 class LinuxFiles final : public PosixFiles {
  public:
   ListResult ListDirectory(const char* path, EntryVisitor& visitor) override;
+  /// No refusal of this system is one by privacy protection: EPERM has other meanings here.
+  bool IsPrivacyDenial(int) override { return false; }
   int QueryEntry(const char* path, EntryAttributes& attributes) override;
   int QueryFinderFlags(const char* path, std::uint16_t& finderFlags) override;
   int QueryBackupExclusion(const char* path, bool& excluded) override;

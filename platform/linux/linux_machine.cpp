@@ -10,6 +10,7 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/hardware_address.h"
 #include "platform/linux/kernel_text.h"
 #include "platform/linux_texts.h"
 #include "platform/property_files.h"

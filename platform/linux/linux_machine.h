@@ -7,6 +7,8 @@ namespace platform {
 class LinuxMachine final : public PosixMachine {
  public:
   LocaleTexts DescribeLocale() override;
+  /// Nothing to do: each query and listing already says that it wants no automount.
+  void RestrictSideEffects() override {}
   MemoryFigures ProcessMemory() override;
   std::uint64_t HardwareMemoryBytes() override;
   std::string MachineName() override;

@@ -1,88 +1,12 @@
-"""The commands as a user meets them: what the built program prints and leaves behind."""
+"""The commands about volumes: what they leave behind on the volumes and in the registry."""
 
 import os
-import platform
 import re
 import xml.etree.ElementTree as ElementTree
 
 import mac_root
 import scan_case
 from scan_case import ScanCase
-
-# Every command of the table that answers without operands: words, and what the whole answer must look like.
-SIMPLE_ANSWERS = {
-    ("-version",): r"VERSION: \d+\.\d+\.\d+\n",
-    ("-oswithdetail",): r"OSwithDetail: MacOsX-10\.15\.7\n",
-    ("-is64bit",): r"I am a 64 bit process\.\n",
-    ("-istranslatedprocess",): r"not translated\n",
-    ("-archstring",): {"x86_64": r"x86_64\n", "aarch64": r"arm64\n"}.get(platform.machine(), r"UNKNOWN\n"),
-    ("-time",): r"gmtMillis=\d{13}, GMT=\d{14}, local=\d{14}, timezone=.*, offsetSeconds=-?\d+\n",
-    ("-retentioninfo",): r"none\n",
-    ("-printRam",): r"Hardware RAM in Bytes: .+ \(\d+\)\n",
-    ("-printMemUsage",): r"ResidentMem: .+ \(\d+\)\nVirtualMem: .+ \(\d+\)\n",
-    ("-listtimemachineuuids",): r"No backup volumes found\. This command is not implemented for Windows\.\n",
-    ("-attempt_run_tqtransmit64",): r"err_mac64: failed to find file to run: /Library/Kestrune\.tqpkg/tqtransmit\n",
-    ("-checkcodesignature",): r"FAIL:Please specify a path to a file\.\n",
-    ("-nonsense",): r"Unknown arg: -nonsense\n",
-    ("-Version",): r"Unknown arg: -Version\n",
-    ("-usetimemachineexcludes",): r"Unknown arg: -usetimemachineexcludes\n",
-    ("",): r"Unknown arg: \n",
-    ("-grep", "x"): r"Unknown arg: -grep\n",
-    ("-explainfile", "x"): r"Unknown arg: -explainfile\n",
-    ("-copy_rsrc_fork", "x"): r"Unknown arg: -copy_rsrc_fork\n",
-    ("-log_install_event", "t"): r"Must have additional arg for: -log_install_event\n",
-    **{(word,): f"Must have additional arg for: {word}\n" for word in
-       ("-diagnose_read_problem", "-open_file_exclusive", "-fileinfo", "-dllinfo", "-dirlist", "-dirlistdetail", "-volumeinfo",
-        "-getvolumeinfofromfilename")},
-    ("-assignvolumeguid",): r"FALSE: Must have additional arg for: -assignvolumeguid\n",
-    ("-fileinfo", "/nowhere"): r"FileInfo for: /nowhere\nFile does not exist\.\n",
-    ("-volumeinfo", "/Volumes/None/"): r"Volume does not exist or is not attached right now\.\n",
-    ("-dirlist", "/nowhere/"): r"Directory does not exist: /nowhere\n",
-    ("-dirlist", "/Users/bob/a.txt"): r"This is not a directory: /Users/bob/a\.txt\n",
-    ("-dirlist", "/Users/bob/link"): r"This is a symlink or reparse point: /Users/bob/link\n",
-    ("-dirlist", "/Users/empty"): r"Directory contained zero files: /Users/empty\n",
-    ("-igrep", "NEEDLE", "/Users/bob/a.txt"):
-        r"Grep returned the following for file: /Users/bob/a\.txt\nLine 2: a needle here\nLine 3: Needle\nDone\.\n",
-    ("-grep", "needle", "/Users/bob/a.txt"):
-        r"Grep returned the following for file: /Users/bob/a\.txt\nLine 2: a needle here\nDone\.\n",
-    ("-explainfile", "ab", "/tmp/report.txt"): r"\nERROR: file to explain must be at least 3 characters: ab\n",
-}
-STATUS_ONE = {("-checkcodesignature",), ("-listtimemachineuuids",)}
-
-
-class Answers(ScanCase):
-    def test_answers(self):
-        root = self.new_root()
-        root.select(root.SYSTEM)
-        root.write("/Users/bob/a.txt", "one\na needle here\nNeedle")
-        root.mkdir("/Users/empty")
-        os.symlink("a.txt", root.path("/Users/bob/link"))
-        for words, answer in SIMPLE_ANSWERS.items():
-            with self.subTest(words):
-                result = root.run(*words)
-                self.assert_ran(result, 1 if words in STATUS_ONE else 0)
-                self.assertRegex(result.out, r"\A" + answer + r"\Z")
-        listing = root.run("-dirlist", "/")
-        self.assertRegex(listing.out, r"\ADirList of \d+ items for: /\n\n Item   0 - (file| dir): \S+\n")
-        self.assertIn(" -  dir: Users\n", listing.out)
-        self.assertTrue(listing.out.endswith("End.\n"))
-        self.assertFalse(root.exists(root.lists + "topdirs.xml"), "no command may scan")
-
-    def test_usage_goes_to_standard_error(self):
-        root = self.new_root()
-        for word in ("-h", "-help", "-hurry"):
-            result = root.run(word)
-            self.assertEqual((result.status, result.out), (1, ""))
-            self.assertTrue(result.err.startswith("Usage: tqfilelist [-h] [-<other options described below>]\n\n"
-                                                  " -h generates this message\n -version prints out the version\n"))
-            self.assertTrue(result.err.endswith(" -retentioninfo\n\n"))
-
-    def test_a_command_creates_no_data_folder(self):
-        root = self.new_root(data="/Library/elsewhere/data")
-        os.rename(root.path("/Library/elsewhere"), root.path("/private/moved"))
-        for words in (("-version",), ("-listvolumes",), ("-update_tqdefcon_xml",), ("-log_install_event", "t", "f"), ("-h",)):
-            root.run(*words)
-            self.assertFalse(root.exists("/Library/elsewhere"), words)
 
 
 class VolumeCommands(ScanCase):
@@ -100,21 +24,24 @@ class VolumeCommands(ScanCase):
         self.assertEqual((volume.get("vguid"), volume.get("associated_hguid")), (match[1], mac_root.HOST_GUID))
         self.assertTrue(root.exists("/Volumes/New Disk/.tqvol/tqscratch/tqcurrentlargefile"))
         self.assertIn(b"WARNING: do not delete this directory", root.read("/Volumes/New Disk/.tqvol/README.txt"))
-        registered = ElementTree.fromstring(root.read(root.data + "tqvolumes.xml"))
-        self.assertEqual([(v.get("tqVolumeGuid"), bytes.fromhex(v.get("mountPointPathHex"))) for v in registered.findall("tqvolume")],
+        registered = root.xml("tqvolumes.xml")
+        self.assertEqual([(v.get("tqVolumeGuid"), bytes.fromhex(v.get("mountPointPathHex")))
+                          for v in registered.findall("tqvolume")],
                          [(root.SYSTEM.vguid, b"/"), (match[1], b"/Volumes/New Disk/")])
         self.assertEqual(registered.find("tqvol_metadata").get("lastAssignedTqVolShortId"), "100")
 
         hexed = b"/Volumes/New Disk/".hex()
-        self.assertEqual(root.run("-assignvolumeguid_hex", hexed).out, f"TRUE: Already had existing vGuid: {match[1]}\n")
+        self.assertEqual(root.run("-assignvolumeguid_hex", hexed).out,
+                         f"TRUE: Already had existing vGuid: {match[1]}\n")
         root.write_identity(mac_root.Volume("/Volumes/New Disk/", "v123" + "4" * 24), host_guid="f" * 24)
-        self.assertRegex(root.run("-assignvolumeguid_hex", hexed).out, r"\ATRUE: Successfully assigned vGuid: v101[0-9a-f]{24}\n\Z")
+        self.assertRegex(root.run("-assignvolumeguid_hex", hexed).out,
+                         r"\ATRUE: Successfully assigned vGuid: v101[0-9a-f]{24}\n\Z")
         self.assertEqual([name for name in root.names("/Volumes/New Disk/.tqvol") if "aside" in name], [])
         for operand in ("/Volumes/Missing/", "/Users"):
             self.assertTrue(root.run("-assignvolumeguid", operand).out.startswith(
                 "FALSE: could not find volume in currently attached volList: " + operand.rstrip("/") + "/"))
-        for word, operand in (("-assignvolumeguid_hex", "zz"), ("-assignvolumeguid_hex", ""), ("-assignvolumeguid", "")):
-            self.assertEqual(root.run(word, operand).out,
+        for suffix, operand in (("_hex", "zz"), ("_hex", ""), ("", "")):
+            self.assertEqual(root.run("-assignvolumeguid" + suffix, operand).out,
                              f"FALSE: could not find volume in currently attached volList: {operand}\n")
 
     def test_reports_about_volumes(self):
@@ -126,34 +53,36 @@ class VolumeCommands(ScanCase):
         root.select(root.SYSTEM, photos, away)
         root.write_registry((root.SYSTEM, 0), (photos, 3), (away, 9))
 
+        kinds = ((root.SYSTEM, "gm"), (photos, "gm"), (empty, "em"))
         attached = root.run("-queryattachedvolumes").out
         self.assertEqual(re.findall(r"Drive: (\d+)\nMount Point Path: (.*)\n", attached),
                          [("0", "/"), ("1", "/Volumes/Photos/"), ("2", "/Volumes/Empty/")])
-        self.assertEqual(re.findall(r"Tq VolumeType:    (.*)\nTq Volume GUID:   (.*)\nTq Assoc HGUID:   (.*)\n", attached),
-                         [(kind, v.vguid, mac_root.HOST_GUID) for kind, v in (("gm", root.SYSTEM), ("gm", photos), ("em", empty))])
+        self.assertEqual(re.findall(r"Tq VolumeType:    (.*)\nTq Volume GUID:   (.*)\nTq Assoc HGUID:   (.*)\n",
+                                    attached), [(kind, v.vguid, mac_root.HOST_GUID) for v, kind in kinds])
         self.assertIn(f"Num Bytes Total:  {3 << 30}\n", attached)
         self.assertTrue(attached.endswith("\nALL DONE\n"))
 
         shown = root.run("-listvolumes").out
-        self.assertIn("SummaryLine: YesBackedUp_con,gm,t0u0,/__xxx,gm,t0u0,/Volumes/Away/__con,gm,t0u0,/Volumes/Photos/__"
-                      "NotBackedUp_con,em,t0u0,/Volumes/Empty/\n", shown)
+        self.assertIn("SummaryLine: YesBackedUp_con,gm,t0u0,/__xxx,gm,t0u0,/Volumes/Away/__con,gm,t0u0,/Volumes/Photos/"
+                      "__NotBackedUp_con,em,t0u0,/Volumes/Empty/\n", shown)
         for volume, tag in ((root.SYSTEM, " (SystemVolume) "), (away, " (Unplugged)    "), (photos, " " * 16),
                             (empty, "  (Empty)       ")):
             self.assertIn(f"  {volume.mount}{tag} vguid={volume.vguid}\n", shown)
 
         output = root.data + "tqflags/1234567890123_list_volumes.txt"
         self.assertEqual(root.run("-listvolumestofile", output).out, "SUCCESS\n")
-        self.assertEqual(root.read(output).decode(), "".join(f"{v.vguid},{kind},{mac_root.HOST_GUID},{v.mount}\n" for kind, v in
-                                                             (("gm", root.SYSTEM), ("gm", photos), ("em", empty))))
-        refused = root.run("-listvolumestofile", "/Users/stolen_name_that_is_long_enough_to_be_taken.txt")
-        self.assertEqual((refused.status, root.exists("/Users/stolen_name_that_is_long_enough_to_be_taken.txt")), (1, False))
+        self.assertEqual(root.read(output).decode(),
+                         "".join(f"{v.vguid},{kind},{mac_root.HOST_GUID},{v.mount}\n" for v, kind in kinds))
+        stolen = "/Users/a_name_that_is_long_enough_to_be_taken.txt"
+        self.assertEqual((root.run("-listvolumestofile", stolen).status, root.exists(stolen)), (1, False))
 
-        root.write(root.list_path(photos), f"# GmtMillisThisListWasStarted: {mac_root.now_millis() - 30 * mac_root.DAY_MILLIS:016x}, x\n")
+        root.write(root.list_path(photos), f"# GmtMillisThisListWasStarted: {mac_root.millis_ago(30):016x}, x\n")
         answer = root.run("-update_tqdefcon_xml").out
         self.assertIn("SUCCESS reading updated file, criticalDefcon=1\n", answer)
-        self.assertIn(f"A Defcon elevated drive is attached, defcon=1, mountPoint={photos.mount}, volId={photos.vguid}\n", answer)
+        self.assertIn("A Defcon elevated drive is attached, defcon=1, "
+                      f"mountPoint={photos.mount}, volId={photos.vguid}\n", answer)
         os.unlink(root.path(root.reports + "tqdefcon.xml"))
-        os.unlink(root.path(f"{root.data}tqlogs/tqreports_lastfilestransmitted/tqstat_pervol_{away.vguid}_latest_file.xml"))
+        os.unlink(root.path(root.upload_record(away)))
         self.assertIn("ERROR reading updated file: ", root.run("-update_tqdefcon_xml").out)
         self.assertFalse(root.exists(root.reports + "tqdefcon.xml"))
 
@@ -166,7 +95,8 @@ class VolumeCommands(ScanCase):
             self.assert_ran(root.run("-pingdrives_thatare_selectedforbackup"))
             left = [name for name in root.names(photos.mount + ".tqvol") if name.startswith(("ping_", "wake_"))]
             self.assertEqual([re.sub(r"^ping_20[2-9]\d{5}_(\d{4})\.log$", r"\1", name) for name in left], logs)
-            self.assertEqual(sum(root.read(photos.mount + ".tqvol/" + name).count(b" - randomNum=") for name in left), lines)
+            pings = b"".join(root.read(photos.mount + ".tqvol/" + name) for name in left)
+            self.assertEqual(pings.count(b" - randomNum="), lines)
         self.assertEqual(root.names(other.mount + ".tqvol"), ["tqscratch", "tqvol_id.xml"])
         self.assertIn("- after, signConnect=true,  ", root.log())
 

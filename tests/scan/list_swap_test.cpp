@@ -8,6 +8,7 @@
 /// A plan of a data volume followed by the system volume, with a `.future` list for each.
 class ListSwapTest : public ScanTest {
  protected:
+  static constexpr const char* kDataGuidInCapitals = "V001BBBBBBBBBBBBBBBBBBBBBBBB";
   const std::string kDataList = Data("tqfilelists/") + kDataGuid + "_driv_filelist.dat";
   const std::string kRootList = Data("tqfilelists/") + kSystemGuid + "_root_filelist.dat";
 
@@ -19,9 +20,7 @@ class ListSwapTest : public ScanTest {
     fake.WriteFile(kDataList, "old");
     fake.WriteFile(kDataList + ".future", "new");
     fake.WriteFile(kRootList + ".future", "root");
-    defconVolume.mountPointPath = "/Volumes/Drive/";
-    defconVolume.SetVguid(kDataGuid);
-    defconVolume.lastFileListedInDays = 7;
+    SetDefcon("/Volumes/Drive/", kDataGuid, 7);
     run.lockPath = Data("tqfilelists/lock").c_str();
     run.lock = TqLock::GrabFileBasedLock(run.lockPath, 10'800, 0);
     run.bufferingOff = true;
@@ -31,7 +30,11 @@ class ListSwapTest : public ScanTest {
     plan.vguids.Add(vguid);
     ++plan.count;
   }
-  void Replace(TqStringVector& texts, std::int32_t index, const char* text) { *texts.Get(index) = text; }
+  void SetDefcon(const char* mountPoint, const char* vguid, std::int32_t days) {
+    defconVolume.mountPointPath = mountPoint;
+    defconVolume.SetVguid(vguid);
+    defconVolume.lastFileListedInDays = days;
+  }
 
   TqTopDirsList plan;
   TqListOutput output{false};
@@ -41,122 +44,89 @@ class ListSwapTest : public ScanTest {
 };
 
 TEST_F(ListSwapTest, SwapsEachVolumeOnce) {
-  AddEntry("0/Volumes/Copy/", "V001BBBBBBBBBBBBBBBBBBBBBBBB");  // a copied drive
-  const std::string copyList = Data("tqfilelists/") + "V001BBBBBBBBBBBBBBBBBBBBBBBB_copy_filelist.dat";
-  fake.WriteFile(copyList + ".future", "copy");
+  AddEntry("0/Volumes/Copy/", kDataGuidInCapitals);
+  const std::string copy = Data("tqfilelists/") + kDataGuidInCapitals + "_copy_filelist.dat.future";
+  fake.WriteFile(copy, "copy");
   swapper.SwapInAllLists();
   EXPECT_EQ(fake.ReadFile(kDataList), "new");
   EXPECT_EQ(fake.ReadFile(kRootList), "root");
-  EXPECT_FALSE(fake.Has(kDataList + ".future"));
-  EXPECT_TRUE(fake.Has(copyList + ".future"));
-  EXPECT_TRUE(swapper.WasSwappedIn("V001BBBBBBBBBBBBBBBBBBBBBBBB"));
-  EXPECT_TRUE(Logged("Swapped in AtomicMove per-Vol filelist: " + kDataList + ", numBytes=3 (0 MB)"));
+  EXPECT_TRUE(fake.Has(copy));
+  EXPECT_TRUE(swapper.WasSwappedIn(kDataGuidInCapitals));
+  EXPECT_TRUE(Logged(" - Swapped in AtomicMove per-Vol filelist: " + kDataList + ", numBytes=3 (0 MB)"));
   EXPECT_EQ(plan.vguids.At(0), kDataGuid) << "the plan keeps its entries";
 }
 
 TEST_F(ListSwapTest, RefusesListsThatAreNotTheVolumesOwn) {
-  const std::string gone = "NOT SWAPPING IN in AtomicMove per-Vol filelist: " + kDataList +
-                           ", numBytes=3 (0 MB) because it is no longer mounted!";
-  struct Case {
-    const char* name;
-    std::function<void()> spoil;
-    std::string message;
+  const std::pair<const char*, std::function<void()>> cases[] = {
+      {"volume does not answer", [&] { fake.volumes.back().queryErrno = EIO; }},
+      {"unplugged, folder left behind", [&] { fake.Unmount("/Volumes/Drive"); }},
+      {"another volume in its place", [&] { Attach("/Volumes/Drive", kOtherGuid); }},
+      {"was another one when looked at", [&] { output.RecheckMount("/Volumes/Drive/"); }},
+      {"an append failed", [&] { output.NoteBroken(kDataList + ".future"); }},
   };
-  const Case cases[] = {
-      {"volume does not answer", [&] { fake.volumes.back().queryErrno = EIO; }, gone},
-      {"unplugged, folder left behind", [&] { fake.Unmount("/Volumes/Drive"); }, gone},
-      {"another volume in its place", [&] { Attach("/Volumes/Drive", kOtherGuid); }, gone},
-      {"it was another one meanwhile",
-       [&] {
-         fake.Unmount("/Volumes/Drive");
-         output.RecheckMount("/Volumes/Drive/");
-         Attach("/Volumes/Drive", kDataGuid);
-       },
-       gone},
-      {"an append failed", [&] { output.NoteBroken(kDataList + ".future"); },
-       "NOT SWAPPING IN in AtomicMove per-Vol filelist: " + kDataList +
-           ", because it could not be written completely!"},
-  };
-  for (const Case& oneCase : cases) {
+  for (const auto& [name, spoil] : cases) {
+    output = TqListOutput(false);
+    output.NoteMount("/Volumes/Drive/");
     fake.Unmount("/Volumes/Drive");
     Attach("/Volumes/Drive", kDataGuid);
     fake.WriteFile(kDataList + ".future", "new");
-    output = TqListOutput(false);
-    output.NoteMount("/Volumes/Drive/");
-    oneCase.spoil();
-    const int before = CountLogged(oneCase.message);
+    spoil();
     TqListSwapper fresh(plan, output);
     fresh.SwapInAllLists();
-    EXPECT_EQ(fake.ReadFile(kDataList), "old") << oneCase.name;
-    EXPECT_FALSE(fake.Has(kDataList + ".future")) << oneCase.name;
-    EXPECT_FALSE(fresh.WasSwappedIn(kDataGuid)) << oneCase.name;
-    EXPECT_EQ(CountLogged(oneCase.message), before + 1) << oneCase.name;
+    EXPECT_EQ(fake.ReadFile(kDataList), "old") << name;
+    EXPECT_FALSE(fake.Has(kDataList + ".future") || fresh.WasSwappedIn(kDataGuid)) << name;
   }
-}
-
-TEST_F(ListSwapTest, VolumeIdentityIgnoresLetterCase) {
-  Attach("/Volumes/Drive", "V001BBBBBBBBBBBBBBBBBBBBBBBB");
-  swapper.SwapInAllLists();
-  EXPECT_EQ(fake.ReadFile(kDataList), "new");
+  const std::string refusal = " - NOT SWAPPING IN in AtomicMove per-Vol filelist: " + kDataList;
+  EXPECT_EQ(CountLogged(refusal + ", numBytes=3 (0 MB) because it is no longer mounted!\n"), 4);
+  EXPECT_EQ(CountLogged(refusal + ", because it could not be written completely!\n"), 1);
+  Attach("/Volumes/Drive", kDataGuidInCapitals);
+  fake.WriteFile(kDataList + ".future", "new");
+  const TqListOutput unspoilt(false);
+  TqListSwapper(plan, unspoilt).SwapInAllLists();
+  EXPECT_EQ(fake.ReadFile(kDataList), "new") << "letter case does not count";
 }
 
 TEST_F(ListSwapTest, RenamesAreTriedTwelveTimes) {
-  int failures = 11;
-  fake.fault = [&](std::string_view operation, std::string_view path) {
-    return operation == "rename" && path.starts_with(kDataList + ".future\n") && failures-- > 0 ? EBUSY : 0;
-  };
-  swapper.SwapInAllLists();
-  EXPECT_EQ(fake.ReadFile(kDataList), "new");
-  EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(11, 500'000));
-  EXPECT_EQ(CountLogged(" - ERROR: failures AtomicMove per-Vol filelist: " + kDataList), 1);
-
-  fake.WriteFile(kDataList + ".future", "newer");
-  failures = 12;
-  TqListSwapper(plan, output).SwapInAllLists();
-  EXPECT_EQ(fake.ReadFile(kDataList), "new");
-  EXPECT_EQ(CountLogged("ERROR: failures AtomicMove per-Vol filelist: "), 3);
-  EXPECT_EQ(fake.sleepsMicros.size(), 22U) << "no pause behind the last attempt";
+  for (const int failing : {11, 12}) {
+    fake.WriteFile(kDataList, "old");
+    fake.WriteFile(kDataList + ".future", "new");
+    fake.fault = [&, left = failing](std::string_view operation, std::string_view path) mutable {
+      return operation == "rename" && path.starts_with(kDataList + ".future\n") && left-- > 0 ? EBUSY : 0;
+    };
+    TqListSwapper(plan, output).SwapInAllLists();
+    EXPECT_EQ(fake.ReadFile(kDataList), failing == 11 ? "new" : "old");
+  }
+  EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(22, 500'000));
+  EXPECT_EQ(CountLogged(" - ERROR: failures AtomicMove per-Vol filelist: " + kDataList), 1 + 2);
 }
 
 TEST_F(ListSwapTest, EarlySwapNeedsTheWholeWalkOfTheDefconVolume) {
-  struct Case {
-    const char* name;
-    std::function<void()> spoil;
-    std::int32_t index;
-    const char* message;
-  };
-  const std::string detail = "tqfilelist processId=12345, skippingOptimization because ";
-  const Case cases[] = {
-      {"last entry", [] {}, 3, "we are so close to end anyway"},
-      {"more of the volume follows", [] {}, 0, ""},
-      {"list is young", [&] { defconVolume.lastFileListedInDays = 6; }, 1, ""},
-      {"entry was cleared", [&] { Replace(plan.vguids, 1, ""); }, 1, "cur_dirToIndexStr->Length() is zero"},
-      {"next entry was cleared", [&] { Replace(plan.vguids, 2, ""); }, 1, "next_dirToIndexStr->Length() is zero"},
-      {"another drive", [&] { defconVolume.mountPointPath = "/Volumes/Else/"; }, 1,
-       "this is NOT the most interesting DEFCON mounted drive, mostInteresting=/Volumes/Else/, "
-       "cur_TopLevelMountPoint=/Volumes/Drive/"},
-      {"another GUID", [&] { defconVolume.SetVguid(kOtherGuid); }, 1,
-       "while a close_call, the vguids did not match, mostInterestingVguid=v002cccccccccccccccccccccccc, "
-       "cur_vGuidToIndexStr=v001bbbbbbbbbbbbbbbbbbbbbbbb"},
-      {"the GUID comes again later", [&] { Replace(plan.vguids, 3, "V001BBBBBBBBBBBBBBBBBBBBBBBB"); }, 1, ""},
-  };
-  for (const Case& oneCase : cases) {
-    const TqStringVector vguids = plan.vguids;
-    defconVolume.mountPointPath = "/Volumes/Drive/";
-    defconVolume.SetVguid(kDataGuid);
-    defconVolume.lastFileListedInDays = 7;
-    oneCase.spoil();
-    swapper.SwapInDefconListEarly(run, oneCase.index, &defconVolume);
+  const auto refuses = [&, vguids = plan.vguids](std::int32_t index, const char* why) {
+    swapper.SwapInDefconListEarly(run, index, &defconVolume);
+    EXPECT_EQ(fake.ReadFile(kDataList), "old") << why;
+    EXPECT_TRUE(Logged(why)) << why;
     plan.vguids = vguids;
-    EXPECT_EQ(fake.ReadFile(kDataList), "old") << oneCase.name;
-    if (*oneCase.message == '\0') continue;
-    EXPECT_TRUE(Logged(detail + oneCase.message + "\n")) << oneCase.name;
-  }
-  swapper.SwapInDefconListEarly(run, 1, nullptr);
-  EXPECT_EQ(fake.ReadFile(kDataList), "old");
+    SetDefcon("/Volumes/Drive/", kDataGuid, 7);
+  };
+  refuses(3, ", skippingOptimization because we are so close to end anyway");
+  refuses(0, "");  // more of the volume follows
+  *plan.vguids.Get(3) = kDataGuidInCapitals;
+  refuses(1, "");
+  SetDefcon("/Volumes/Drive/", kDataGuid, 6);
+  refuses(1, "");
+  plan.vguids.Get(1)->Clear();
+  refuses(1, "skippingOptimization because cur_dirToIndexStr->Length() is zero");
+  plan.vguids.Get(2)->Clear();
+  refuses(1, "skippingOptimization because next_dirToIndexStr->Length() is zero");
+  SetDefcon("/Volumes/Else/", kDataGuid, 7);
+  refuses(1, "this is NOT the most interesting DEFCON mounted drive, mostInteresting=/Volumes/Else/, cur_TopLevel");
+  SetDefcon("/Volumes/Drive/", kOtherGuid, 7);
+  refuses(1, "the vguids did not match, mostInterestingVguid=v002cccccccccccccccccccccccc, cur_vGuidToIndexStr=v001");
 }
 
 TEST_F(ListSwapTest, EarlySwapIsFinal) {
+  swapper.SwapInDefconListEarly(run, 1, nullptr);
+  EXPECT_EQ(fake.ReadFile(kDataList), "old");
   swapper.SwapInDefconListEarly(run, 1, &defconVolume);
   EXPECT_EQ(fake.ReadFile(kDataList), "new");
   EXPECT_FALSE(fake.Has(kRootList));
@@ -171,12 +141,5 @@ TEST_F(ListSwapTest, EarlySwapRefreshesTheLockFirst) {
   fake.nowMillis += 20'000;
   fake.WriteFile(run.lockPath, "another run's");
   EXPECT_THROW(swapper.SwapInDefconListEarly(run, 1, &defconVolume), ExitCalled);
-  EXPECT_EQ(fake.ReadFile(kDataList), "old");
-}
-
-TEST_F(ListSwapTest, EarlySwapWithoutAListIsLogged) {
-  fake.Remove(kDataList + ".future");
-  swapper.SwapInDefconListEarly(run, 1, &defconVolume);
-  EXPECT_TRUE(Logged("ERROR: OPTIMIZATION_for_DEFCON future file did not exist, fileName=" + kDataList));
   EXPECT_EQ(fake.ReadFile(kDataList), "old");
 }

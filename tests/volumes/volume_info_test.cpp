@@ -34,23 +34,20 @@ TEST_F(VolumeInfoTest, ListNames) {
 }
 
 TEST_F(VolumeInfoTest, RecordCopiesAndTellsItself) {
-  TqVolumeInfo full;
-  full.numBytesTotalOnVolume = 18'446'744'073'709'551'615U;
-  full.volumeIsCurrentlyConnected = full.isSystemVolume = full.isCasePreserving = true;
+  TqVolumeInfo full, copy;
+  full.isSystemVolume = true;
   full.SetType("gmx");
   full.SetVguid(kDiskGuid);
   full.SetAssociatedHguid("0123456789abcdef012345678");  // one too many
   full.mountPointPath = "/Volumes/\"D/";
   full.volumeUuid = {0x0A, 0xbc, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 0xFF};
-  TqVolumeInfo copy;
   full.CopyTo(copy);
   TqString json;
   copy.ToJson(json);
   EXPECT_STREQ(json.c_str(),
                "{\"mountPointPath\":\"/Volumes/\"D/\",\"numBytesFreeOnVolume\":0,\"numBytesUsedOnVolume\":0,"
-               "\"numBytesTotalOnVolume\":18446744073709551615,\"volumeIsCurrentlyConnected\":true,"
-               "\"volumeIsSelectedForBackup\":false,\"isSystemVolume\":true,\"isWritable\":false,"
-               "\"isCaseSensitive\":false,\"isCasePreserving\":true}");
+               "\"numBytesTotalOnVolume\":0,\"volumeIsCurrentlyConnected\":false,\"volumeIsSelectedForBackup\":false,"
+               "\"isSystemVolume\":true,\"isWritable\":false,\"isCaseSensitive\":false,\"isCasePreserving\":false}");
   EXPECT_STREQ(copy.UuidText().c_str(), "0ABC0102-0304-0506-0708-090A0B0C0DFF");
   EXPECT_EQ(std::string(copy.volumeType) + copy.vguid + copy.associatedHguid, "gm" + std::string(kDiskGuid));
 }

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/machine.h"
+
+namespace platform {
+
+/// The current locale's identifier, the first preferred language and the three samples in the locale's own formats:
+/// medium date with short time, short time, medium date. In a process without a user's session these are the system's.
+LocaleTexts CurrentLocaleTexts();
+
+}  // namespace platform

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "platform/posix/posix_machine.h"
+
+namespace platform {
+
+class MacMachine final : public PosixMachine {
+ public:
+  LocaleTexts DescribeLocale() override;
+  void RestrictSideEffects() override;
+  MemoryFigures ProcessMemory() override;
+  std::uint64_t HardwareMemoryBytes() override;
+  std::string MachineName() override;
+  bool IsTranslatedProcess() override;
+  bool Query64BitHardware(bool& is64Bit) override;
+  HardwareAddressStatus HardwareAddress(std::string& address) override;
+  PropertyListStatus ReadProductVersion(const char* path, std::string& version) override;
+};
+
+}  // namespace platform
