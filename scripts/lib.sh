@@ -24,16 +24,21 @@ missing_packages() {
   has_googletest || echo libgtest-dev
 }
 
+# install_packages PACKAGE...: through apt-get, or fails with what is missing.
+install_packages() {
+  command -v apt-get > /dev/null || fail "missing: $* (and there is no apt-get to install them with)"
+  [ "$(id -u)" -eq 0 ] || command -v sudo > /dev/null || fail "missing: $* (install them as root; there is no sudo)"
+  say "Installing $*"
+  as_root apt-get update -qq
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@"
+}
+
 # Installs what is missing; touches neither network nor package lists when everything is there.
 ensure_tools() {
   local packages
   mapfile -t packages < <(missing_packages)
   if [ "${#packages[@]}" -gt 0 ]; then
-    command -v apt-get > /dev/null || fail "missing: ${packages[*]} (and there is no apt-get to install them with)"
-    [ "$(id -u)" -eq 0 ] || command -v sudo > /dev/null || fail "missing: ${packages[*]} (install them as root; there is no sudo)"
-    say "Installing ${packages[*]}"
-    as_root apt-get update -qq
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${packages[@]}"
+    install_packages "${packages[@]}"
     mapfile -t packages < <(missing_packages)
     [ "${#packages[@]}" -eq 0 ] || fail "still missing after installing: ${packages[*]}"
   fi
