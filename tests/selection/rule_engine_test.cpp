@@ -169,18 +169,19 @@ TEST_F(RuleEngineTest, HitCountDump) {
   TqStringVector lines;
   EXPECT_FALSE(CollectStringArrayOfExcludeRulesWithHitCounts(tqRules, 0, &lines));
   EXPECT_TRUE(Logged("WithHitCounts, BAD arg num_tqExcludeFilenameRules less than 1=0"));
-  ASSERT_TRUE(Parse(Rule("ab", "x&y", "*", "n|m") + Rule("*", "z", "q", "*", "end", "gz")));
-  for (int i = 0; i < 10; ++i) Wanted("/abx&y");
+  ASSERT_TRUE(Parse(Rule("ab", "*", "lost") + Rule("ab", "x&y", "*", "n|m") + Rule("*", "z", "q", "*", "end", "gz")));
+  for (const char* path : {"/abx&y", "/ab lost", "/ab lost"}) Wanted(path);
   ASSERT_TRUE(CollectStringArrayOfExcludeRulesWithHitCounts(tqRules, count, &lines));
   const std::string start =
       "<excludefname_rule plat=\"mac\" osVers=\"*\" ruleIsOptional=\"t\" skipFirstCharThenStartsWith=";
-  ASSERT_EQ(lines.Count(), 2);
+  ASSERT_EQ(lines.Count(), 3);
   EXPECT_EQ(lines.At(0).c_str(), start +
                                      "\"*\" contains_1=\"z\" contains_2=\"q\" doesNotContain=\"*\" "
                                      "endsWith=\"end\" hasFileExtension=\"gz\" hitCount=\"0\" />");
   EXPECT_EQ(lines.At(1).c_str(), start +
                                      "\"ab\" contains_1=\"x&amp;y\" contains_2=\"\" doesNotContain=\"n|m\" "
-                                     "endsWith=\"*\" hasFileExtension=\"*\" hitCount=\"10\" />");
+                                     "endsWith=\"*\" hasFileExtension=\"*\" hitCount=\"1\" />");
+  EXPECT_TRUE(lines.At(2).StartsWith(start + "\"ab\" contains_1=\"*\" contains_2=\"*\" "));  // "lost" is not told
 }
 
 }  // namespace
