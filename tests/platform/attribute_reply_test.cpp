@@ -23,9 +23,9 @@ TEST(AttributeReplyTest, ReadsAWholeReply) {
 }
 
 TEST(AttributeReplyTest, NamesEveryKindAndNoOther) {
-  const EntryKind kinds[] = {EntryKind::kRegular,         EntryKind::kDirectory,    EntryKind::kBlockDevice,
-                             EntryKind::kCharacterDevice, EntryKind::kSymbolicLink, EntryKind::kSocket,
-                             EntryKind::kFifo};
+  const EntryKind kinds[] = {
+      EntryKind::kRegular,      EntryKind::kDirectory, EntryKind::kBlockDevice, EntryKind::kCharacterDevice,
+      EntryKind::kSymbolicLink, EntryKind::kSocket,    EntryKind::kFifo};
   EntryAttributes entry;
   for (std::uint32_t type = 1; type <= 7; ++type) {
     ASSERT_TRUE(DecodeEntryReply(FileReply(type), true, entry)) << type;
