@@ -26,8 +26,6 @@ constexpr std::int64_t kAssumedSizeOfEmptyFile = 1'048'576;
 constexpr std::int64_t kMaxBytes32 = 1'024'000'000;
 constexpr std::int64_t kMaxBytes64 = 20'480'000'000;
 constexpr std::int64_t kMaxPiece = 1'024'000'000;  ///< a single read of more is refused by some systems
-constexpr std::int64_t kMaxForkBytes = 2'147'483'647;
-constexpr std::string_view kForkPath = "/..namedfork/rsrc";
 
 using Buffer = std::unique_ptr<char, decltype(&std::free)>;
 
@@ -149,7 +147,8 @@ bool AppendStringToFile(std::string_view path, std::string_view text) {
   Descriptor file;
   if (!OpenForWriting(TqString(path).c_str(), OpenMode::kAppend, file)) return false;
   std::size_t written = 0;
-  return platform::TheFiles().Write(file.Get(), text.data(), text.size(), written) == 0 && written == text.size();
+  const int error = platform::TheFiles().Write(file.Get(), text.data(), text.size(), written);
+  return file.Close() == 0 && error == 0 && written == text.size();
 }
 
 bool WriteFileToDiskWithRetry(std::string_view path, std::string_view text) {
@@ -214,13 +213,6 @@ char* ReadLargeFileIntoBuf(const char* fileName, std::int64_t* numBytesReturned)
     return empty.release();
   }
   return ReadWholeBuffer(fileName, kAssumedSizeOfEmptyFile, true, *numBytesReturned);
-}
-
-char* ReadResourceForkIntoBuf(std::string_view path, std::int64_t& numBytes) {
-  numBytes = 0;
-  TqFileInfo info;
-  if (!GetInfoAboutFileOrDir(path, info) || info.rsrcSize <= 0 || info.rsrcSize > kMaxForkBytes) return nullptr;
-  return ReadWholeBuffer(Joined(path, kForkPath).c_str(), info.rsrcSize, false, numBytes);
 }
 
 bool ReadFileIntoString(std::string_view path, TqString& content) {

@@ -49,9 +49,6 @@ bool DeleteFile(std::string_view path);
 
 /// The file's bytes and a terminating NUL in a buffer from the C allocator that the caller frees, or null (logged).
 char* ReadLargeFileIntoBuf(const char* fileName, std::int64_t* numBytesReturned);
-/// The file's resource fork in a buffer of the same kind, or null: no fork, one above 2,147,483,647 bytes, or
-/// unreadable.
-char* ReadResourceForkIntoBuf(std::string_view path, std::int64_t& numBytes);
 /// The file's bytes as a text (files above 2,147,483,622 bytes fail). An existing empty file gives "" and true.
 /// `content` is emptied on failure.
 bool ReadFileIntoString(std::string_view path, TqString& content);

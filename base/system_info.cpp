@@ -27,8 +27,9 @@ TqString ReadOsText() {
   std::string version;
   switch (platform::TheMachine().ReadProductVersion(kVersionPropertyList, version)) {
     case PropertyListStatus::kMissing:
-    case PropertyListStatus::kUnreadable:
+    case PropertyListStatus::kUnsuitable:
       return "Macintosh_UNKNOWN_A";
+    case PropertyListStatus::kUnreadable:
     case PropertyListStatus::kInvalid:
       return "Macintosh_UNKNOWN_B";
     case PropertyListStatus::kWrongType:

@@ -11,19 +11,21 @@ class Descriptor {
   explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() { Reset(); }
+  ~Descriptor() { Close(); }
 
   /// Opens `path`; whatever was open before is closed first. An errno value, 0 for success.
   int Open(const char* path, OpenMode openMode, unsigned mode = 0666) {
-    Reset();
+    Close();
     int opened = -1;
     const int error = TheFiles().Open(path, openMode, mode, opened);
     if (error == 0) descriptor_ = opened;
     return error;
   }
-  void Reset() {
-    if (descriptor_ >= 0) TheFiles().Close(descriptor_);
+  /// An error tells that earlier writes may not have reached the file; 0 when nothing was open.
+  int Close() {
+    const int error = descriptor_ >= 0 ? TheFiles().Close(descriptor_) : 0;
     descriptor_ = -1;
+    return error;
   }
   int Get() const { return descriptor_; }
   bool IsOpen() const { return descriptor_ >= 0; }

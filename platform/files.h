@@ -118,7 +118,8 @@ class Files {
   /// Opens with close-on-exec. A file that is created gets `mode` less the process's umask. The caller closes
   /// `descriptor`.
   virtual int Open(const char* path, OpenMode openMode, unsigned mode, int& descriptor) = 0;
-  virtual void Close(int descriptor) = 0;
+  /// The descriptor is gone in every case; an error tells that earlier writes may not have reached the file.
+  virtual int Close(int descriptor) = 0;
   /// One `read`, repeated on EINTR. `got` 0 with result 0 is the end of the file.
   virtual int Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) = 0;
   /// Writes until all bytes are out or an error stops it; `written` counts what reached the file either way.

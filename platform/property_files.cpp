@@ -15,6 +15,7 @@ constexpr std::int64_t kMostPropertyListBytes = 104'857'600;
 PropertyListStatus ReadPropertyFile(const char* path, std::string& bytes) {
   const int error = ReadWholeFile(path, kMostPropertyListBytes, bytes);
   if (error == ENOENT || error == ENOTDIR) return PropertyListStatus::kMissing;
+  if (error == EINVAL || error == ENODATA || error == EFBIG) return PropertyListStatus::kUnsuitable;
   return error == 0 ? PropertyListStatus::kOk : PropertyListStatus::kUnreadable;
 }
 

@@ -63,7 +63,8 @@ struct MountTableRow {
 enum class PropertyListStatus : std::uint8_t {
   kOk,
   kMissing,     ///< no such file
-  kUnreadable,  ///< the file is there but cannot be opened or read, is empty, no regular file or too large
+  kUnsuitable,  ///< something is there, but it is no regular file, empty or too large
+  kUnreadable,  ///< the file is there but cannot be opened or read
   kInvalid,     ///< not a property list
   kWrongType,   ///< a property list whose outermost value is not a dictionary
 };

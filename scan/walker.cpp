@@ -32,8 +32,8 @@ constexpr std::int64_t kPauseMillis = 3'000;
 
 /// What in a path needs more than copying it.
 struct PathMarks {
-  bool lineBreak = false;  ///< CR or LF
-  bool backslash = false;
+  bool lineBreak = false;    ///< CR or LF
+  bool backslash = false;    ///< "\"
   bool slashPeriod = false;  ///< "/" directly followed by "."
 };
 
@@ -54,8 +54,8 @@ void SpellOutLineBreaks(TqString& text) {
   text.ReplaceAll("\n", "__\\n__");
 }
 
-/// Whether `path` holds `text` from its second character on, in any letter case: how drive-letter paths are told. They
-/// do not occur on this system; the rules are kept for the list's readers, who know them.
+/// Whether `path` holds `text` from its second character on, in any letter case: how drive-letter paths are told. None
+/// occur on this system; the rules are kept so that lists follow the same ones everywhere.
 bool HoldsBehindDriveLetter(std::string_view path, std::string_view text) {
   return path.size() > 1 && StartsWithIgnoreCase(path.substr(1), text);
 }

@@ -1,10 +1,10 @@
-"""Holds the sources to the architecture: layers, order within a layer, no cycles, nothing unbuilt, no systems in bodies.
+"""Holds the sources to the architecture: layers, order within a layer, no cycles, nothing unbuilt, no systems inside.
 
     python3 tests/check_layers.py <source folder>              reports every fault; the status is 1 when there is one
     python3 tests/check_layers.py <source folder> --self-test  plants each kind of fault in a copy; each must be found
 
-Within a layer the order is that of the sources in its CMakeLists.txt. A header and the source of the same name count as one
-file; a header without a source ranks where it is first needed, so what it includes counts for the files that include it.
+Within a layer the order is that of the sources in its CMakeLists.txt. A header and the source of the same name count as
+one file; a header without a source ranks where it is first needed: what it includes counts for whoever includes it.
 """
 
 import os
@@ -18,8 +18,8 @@ BESIDE = ["tests", "bench", "fuzz", "tools"]
 SOURCE_ENDINGS = (".cpp", ".mm")
 SYSTEM_NAMES = re.compile(r"__APPLE__|__MACH__|__linux|__gnu_linux|\blinux\b|\bunix\b|__unix|_WIN32|_WIN64|__FreeBSD__|"
                           r"__OpenBSD__|__NetBSD__|TARGET_OS_|\bTQ_(MAC|LINUX|WIN)")
-COMMENTS_AND_TEXTS = re.compile(r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|(?<![0-9A-Fa-f])\'(?:\\.|[^\'\\\n])*\'',
-                                re.S)
+COMMENTS_AND_TEXTS = re.compile(r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|'
+                                r"(?<![0-9A-Fa-f])'(?:\\.|[^'\\\n])*'", re.S)
 
 
 class Checker:
@@ -58,9 +58,10 @@ class Checker:
         """Sources that the CMakeLists.txt files name, in their order, as paths from the root."""
         named = []
         for path, text in self.lists.items():
-            for word in re.findall(r"[\w./+-]+", re.sub(r"#[^\n]*", "", text)):
+            text = re.sub(r"#[^\n]*", "", text).replace("${CMAKE_CURRENT_SOURCE_DIR}/", "")
+            for from_root, word in re.findall(r"(\$\{PROJECT_SOURCE_DIR\}/)?([\w./+-]+)", text):
                 if word.endswith(SOURCE_ENDINGS):
-                    named.append(os.path.normpath(os.path.join(os.path.dirname(path), word)))
+                    named.append(os.path.normpath(word if from_root else os.path.join(os.path.dirname(path), word)))
         return named
 
     # ---- rules ----
@@ -121,7 +122,8 @@ class Checker:
     def _check_everything_is_built(self):
         for path in self.files:
             if path.endswith(SOURCE_ENDINGS) and path not in self.built:
-                what = "test that no CMakeLists.txt names" if path.endswith("_test.cpp") else "source that no target builds"
+                is_test = path.endswith("_test.cpp")
+                what = "test that no CMakeLists.txt names" if is_test else "source that no target builds"
                 self.faults.append(f"{path}: {what}")
         for path in self.built:
             if path not in self.texts:
@@ -139,6 +141,8 @@ class Checker:
 
 def system_conditionals(text):
     """(line number, whether inside a body) of each conditional that names an operating system."""
+    if not any(SYSTEM_NAMES.search(line) for line in re.findall(r"^\s*#.*", text, re.M)):
+        return
     blank = COMMENTS_AND_TEXTS.sub(lambda match: re.sub(r"[^\n]", " ", match[0]), text)
     braces, head = [], ""  # one bool per open brace: whether it opens a body
     for number, line in enumerate(blank.split("\n"), start=1):
@@ -181,28 +185,31 @@ def self_test(root):
         "includes upward: scan/": prepend("base/string.h", '#include "scan/walker.h"\n'),
         "includes upward: tests/": prepend("scan/walker.cpp", '#include "tests/fake_platform.h"\n'),
         "which is no file of the project": prepend("base/string.h", '#include "base/nowhere.h"\n'),
-        "base/string: needs base/file_lock, which comes later": prepend("base/string.cpp", '#include "base/file_lock.h"\n'),
+        "base/string: needs base/file_lock, which comes later":
+            prepend("base/string.cpp", '#include "base/file_lock.h"\n'),
         "base/string: needs base/file_lock, which": both(  # by way of a header that has no source
-            prepend("base/planted.h", '#include "base/file_lock.h"\n'), prepend("base/string.cpp", '#include "base/planted.h"\n')),
+            prepend("base/planted.h", '#include "base/file_lock.h"\n'),
+            prepend("base/string.cpp", '#include "base/planted.h"\n')),
         "include cycle: base/planted_a": both(
-            prepend("base/planted_a.h", '#include "base/planted_b.h"\n'), prepend("base/planted_b.h", '#include "base/planted_a.h"\n')),
+            prepend("base/planted_a.h", '#include "base/planted_b.h"\n'),
+            prepend("base/planted_b.h", '#include "base/planted_a.h"\n')),
         "planted_test.cpp: test that no CMakeLists.txt names": append("tests/base/planted_test.cpp", "int planted;\n"),
         "planted.cpp: source that no target builds": append("volumes/planted.cpp", "int planted;\n"),
-        "planted_gone.cpp: named in a CMakeLists.txt, but missing": append("tests/base/CMakeLists.txt", "\n# x\nset(y planted_gone.cpp)\n"),
+        "planted_gone.cpp: named in a CMakeLists.txt, but missing":
+            append("tests/base/CMakeLists.txt", "\nset(planted planted_gone.cpp)\n"),
         "platform/whole_file.cpp:{last}: chooses by operating system inside a body":
             append("platform/whole_file.cpp", "namespace planted {\n" + body % "#ifdef __APPLE__" + "}\n"),
         "base/clock.cpp:{last}: chooses by operating system inside a body":
             append("base/clock.cpp", "struct Planted {" + body % "#if defined(__linux__) && 1" + "};\n"),
-        "base/clock.cpp:{last}: chooses by operating system above": append("base/clock.cpp", "\n#ifdef __APPLE__\nint planted;\n#endif\n"),
+        "base/clock.cpp:{last}: chooses by operating system above":
+            append("base/clock.cpp", "\n#ifdef __APPLE__\nint planted;\n#endif\n"),
     }
     failures = [f"the sources themselves: {fault}" for fault in Checker(root).check()]
     for expected, plant in planted.items():
         with tempfile.TemporaryDirectory(prefix="tqfilelist_layers_") as copy:
             for top in LAYERS + BESIDE:
                 if os.path.isdir(os.path.join(root, top)):
-                    shutil.copytree(os.path.join(root, top), os.path.join(copy, top),
-                                    ignore=lambda folder, names: [n for n in names if not n.endswith((".h", ".cpp", ".mm", "CMakeLists.txt"))
-                                                                  and not os.path.isdir(os.path.join(folder, n))])
+                    shutil.copytree(os.path.join(root, top), os.path.join(copy, top))
             plant(copy)
             faults = Checker(copy).check()
             pattern = re.escape(expected).replace(re.escape("{last}"), r"\d+")

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/property_list.h"
+#include "platform/property_files.h"
 
 namespace {
 
@@ -227,27 +227,10 @@ int FakePlatform::ReadSkippedMounts(std::vector<platform::MountTableRow>& rows) 
 platform::PropertyListStatus FakePlatform::ReadBackupDestinations(const char* path,
                                                                   std::vector<platform::DestinationValue>& values) {
   values.clear();
-  const Node* node = Find(path);
-  if (node == nullptr) return platform::PropertyListStatus::kMissing;
-  if (node->openErrno != 0) return platform::PropertyListStatus::kUnreadable;
-  platform::PropertyValue list;
-  if (!platform::ParsePropertyList(node->content, list)) return platform::PropertyListStatus::kInvalid;
-  if (list.type != platform::PropertyValue::Type::kDictionary) return platform::PropertyListStatus::kWrongType;
-  const platform::PropertyValue* destinations = list.Find("Destinations");
-  if (destinations == nullptr) return platform::PropertyListStatus::kOk;
-  for (const platform::PropertyValue& destination : destinations->items) {
-    const platform::PropertyValue* uuids = destination.Find("DestinationUUIDs");
-    if (uuids == nullptr) continue;
-    const auto add = [&](const platform::PropertyValue& value) {
-      values.push_back({value.type == platform::PropertyValue::Type::kText, value.text});
-    };
-    if (uuids->type == platform::PropertyValue::Type::kArray) {
-      std::for_each(uuids->items.begin(), uuids->items.end(), add);
-    } else {
-      add(*uuids);
-    }
-  }
-  return platform::PropertyListStatus::kOk;
+  platform::PropertyValue dictionary;
+  const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, dictionary);
+  if (status == platform::PropertyListStatus::kOk) platform::CollectDestinationValues(dictionary, values);
+  return status;
 }
 
 // --- queries ---
@@ -390,8 +373,11 @@ int FakePlatform::Open(const char* path, OpenMode openMode, unsigned mode, int& 
   return 0;
 }
 
-void FakePlatform::Close(int descriptor) {
+int FakePlatform::Close(int descriptor) {
+  const OpenFile* file = FileAt(descriptor);
+  const int error = file == nullptr ? EBADF : Fault("close", file->path);
   open_.erase(descriptor);
+  return error;
 }
 
 int FakePlatform::Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) {
@@ -559,13 +545,10 @@ std::uint32_t FakePlatform::RandomBelow(std::uint32_t bound) {
 
 platform::PropertyListStatus FakePlatform::ReadProductVersion(const char* path, std::string& version) {
   version.clear();
-  const std::shared_ptr<Node> node = Resolve(path, true);
-  if (node == nullptr) return platform::PropertyListStatus::kMissing;
-  if (node->kind != EntryKind::kRegular || node->content.empty()) return platform::PropertyListStatus::kUnreadable;
-  platform::PropertyValue list;
-  if (!platform::ParsePropertyList(node->content, list)) return platform::PropertyListStatus::kInvalid;
-  if (const platform::PropertyValue* value = list.Find("ProductVersion"); value != nullptr) version = value->text;
-  return platform::PropertyListStatus::kOk;
+  platform::PropertyValue dictionary;
+  const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, dictionary);
+  if (status == platform::PropertyListStatus::kOk) version = platform::ProductVersionIn(dictionary);
+  return status;
 }
 
 int FakePlatform::RunShellAndWait(const char* line, int& error) {

@@ -30,7 +30,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
     std::string content;                   ///< regular: the bytes; symbolic link: its target
     std::optional<std::int64_t> fakeSize;  ///< the size told instead of the content's (big and sparse files)
     std::int64_t rsrcSize = 0;
-    std::string resourceFork;                ///< what reading the resource fork gives
+    std::string resourceFork;  ///< what reading the resource fork gives
     bool isSigned = false;
     std::int64_t modTimeSec = 0;
     std::int64_t createTimeSec = 0;  ///< 0: not reported
@@ -94,8 +94,8 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::vector<std::int64_t> sleepsMicros;            ///< every sleep so far
   std::function<void(std::int64_t micros)> onSleep;  ///< called after the clock moved
   /// Asked before every operation; a result other than 0 is its errno. Operations: "list", "query", "lstat", "finder",
-  /// "exclusion", "stat", "mountid", "open", "read", "write", "lock", "rename", "unlink", "mkdir", "chmod", "temp",
-  /// "volume". For "rename" the path is "<from>\n<to>"; for "read" and "write" the file's.
+  /// "exclusion", "stat", "mountid", "open", "read", "write", "close", "lock", "rename", "unlink", "mkdir", "chmod",
+  /// "temp", "volume". For "rename" the path is "<from>\n<to>"; for "read" and "write" the file's.
   std::function<int(std::string_view operation, std::string_view path)> fault;
   /// Bytes that may still be written in all; a write beyond is cut short with ENOSPC. Negative: no limit.
   std::int64_t diskBytesLeft = -1;
@@ -139,7 +139,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   int QueryAccess(const char* path, platform::AccessFacts& facts) override;
   int QueryMountIdentity(const char* path, platform::MountIdentity& identity) override;
   int Open(const char* path, platform::OpenMode openMode, unsigned mode, int& descriptor) override;
-  void Close(int descriptor) override;
+  int Close(int descriptor) override;
   int Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) override;
   int Write(int descriptor, const void* buffer, std::size_t bytes, std::size_t& written) override;
   int Seek(int descriptor, std::int64_t offset) override;

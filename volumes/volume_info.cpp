@@ -11,8 +11,7 @@ namespace {
 
 /// Copies at most `room` - 1 bytes and terminates.
 void CopyFixed(char* field, std::size_t room, std::string_view text) {
-  const std::size_t length = std::min(text.size(), room - 1);
-  std::memcpy(field, text.data(), length);
+  const std::size_t length = text.copy(field, room - 1);
   std::memset(field + length, 0, room - length);
 }
 

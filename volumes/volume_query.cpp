@@ -75,8 +75,7 @@ bool IsBackupVolume(const TqVolumeInfo& volume) {
   if (uuids.Count() == 0) {
     return !IsSystemVolume(volume.mountPointPath) && IsDirectory(Joined(volume.mountPointPath, "Backups.backupdb"));
   }
-  const TqString uuid = volume.UuidText();
-  return !uuid.IsEmpty() && uuids.Find(uuid) >= 0;
+  return uuids.Find(volume.UuidText()) >= 0;
 }
 
 void DecideType(const platform::VolumeAttributes& attributes, TqVolumeInfo& volume) {
@@ -136,6 +135,7 @@ bool GetBackupVolumeUuids(TqStringVector& uuids) {
       break;
     case PropertyListStatus::kMissing:
       return true;
+    case PropertyListStatus::kUnsuitable:
     case PropertyListStatus::kUnreadable:
       Log("ERROR: Could not create Core Foundation data object.");
       return false;

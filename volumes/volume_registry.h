@@ -2,6 +2,7 @@
 
 // tqvolumes.xml: every volume that ever received a vguid on this host, and the last short volume id handed out.
 
+#include <cstdint>
 #include <string_view>
 
 #include "base/string.h"
@@ -10,6 +11,13 @@
 namespace TqUiUtil {
 
 TqString TqVolumesXmlPath();  ///< <data>/tqvolumes.xml
+
+inline constexpr std::int32_t kShortIdLength = 3;
+inline constexpr std::string_view kNoShortId = "000";  ///< also the system volume's
+/// A vguid's short id: the three characters behind its "v".
+inline std::string_view ShortIdOf(std::string_view vguid) {
+  return vguid.empty() ? vguid : vguid.substr(1, kShortIdLength);
+}
 
 /// Nine tries. False (logged) when the file is missing, unreadable or cut off; the list is empty then. A missing short
 /// id is "000".

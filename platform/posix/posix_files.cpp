@@ -105,9 +105,9 @@ int PosixFiles::Open(const char* path, OpenMode openMode, unsigned mode, int& de
   return 0;
 }
 
-void PosixFiles::Close(int descriptor) {
+int PosixFiles::Close(int descriptor) {
   // Never repeated: after EINTR the descriptor is gone, and its number may be another file's already.
-  close(descriptor);
+  return close(descriptor) == 0 || errno == EINTR ? 0 : errno;
 }
 
 int PosixFiles::Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) {

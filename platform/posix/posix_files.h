@@ -19,7 +19,7 @@ class PosixFiles : public Files {
   int QueryAccess(const char* path, AccessFacts& facts) override;
 
   int Open(const char* path, OpenMode openMode, unsigned mode, int& descriptor) override;
-  void Close(int descriptor) override;
+  int Close(int descriptor) override;
   int Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) override;
   int Write(int descriptor, const void* buffer, std::size_t bytes, std::size_t& written) override;
   int Seek(int descriptor, std::int64_t offset) override;

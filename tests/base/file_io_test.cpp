@@ -65,6 +65,9 @@ TEST_F(FileIoTest, AFullDiskNeverReplacesAGoodFile) {
   EXPECT_FALSE(fake.Has("/t/state.tmp"));
   fake.diskBytesLeft = 2;
   EXPECT_FALSE(TqFile::AppendStringToFile("/t/state", "two\n"));
+  fake.diskBytesLeft = -1;
+  fake.fault = [](std::string_view operation, std::string_view) { return operation == "close" ? EIO : 0; };
+  EXPECT_FALSE(TqFile::AppendStringToFile("/t/state", "a network share tells of a failed write only at the close"));
 }
 
 TEST_F(FileIoTest, RetriesTenTimesWithAPauseAfterEachFailure) {

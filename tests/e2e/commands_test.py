@@ -32,8 +32,8 @@ SIMPLE_ANSWERS = {
     ("-copy_rsrc_fork", "x"): r"Unknown arg: -copy_rsrc_fork\n",
     ("-log_install_event", "t"): r"Must have additional arg for: -log_install_event\n",
     **{(word,): f"Must have additional arg for: {word}\n" for word in
-       ("-diagnose_read_problem", "-open_file_exclusive", "-fileinfo", "-dllinfo", "-dirlist", "-dirlistdetail", "-volumeinfo",
-        "-getvolumeinfofromfilename")},
+       ("-diagnose_read_problem", "-open_file_exclusive", "-fileinfo", "-dllinfo", "-dirlist", "-dirlistdetail",
+        "-volumeinfo", "-getvolumeinfofromfilename")},
     ("-assignvolumeguid",): r"FALSE: Must have additional arg for: -assignvolumeguid\n",
     ("-fileinfo", "/nowhere"): r"FileInfo for: /nowhere\nFile does not exist\.\n",
     ("-volumeinfo", "/Volumes/None/"): r"Volume does not exist or is not attached right now\.\n",
@@ -80,7 +80,7 @@ class Answers(ScanCase):
     def test_a_command_creates_no_data_folder(self):
         root = self.new_root(data="/Library/elsewhere/data")
         os.rename(root.path("/Library/elsewhere"), root.path("/private/moved"))
-        for words in (("-version",), ("-listvolumes",), ("-update_tqdefcon_xml",), ("-log_install_event", "t", "f"), ("-h",)):
+        for words in (("-version",), ("-listvolumes",), ("-update_tqdefcon_xml",), ("-log_install_event", "t", "f")):
             root.run(*words)
             self.assertFalse(root.exists("/Library/elsewhere"), words)
 
@@ -100,21 +100,24 @@ class VolumeCommands(ScanCase):
         self.assertEqual((volume.get("vguid"), volume.get("associated_hguid")), (match[1], mac_root.HOST_GUID))
         self.assertTrue(root.exists("/Volumes/New Disk/.tqvol/tqscratch/tqcurrentlargefile"))
         self.assertIn(b"WARNING: do not delete this directory", root.read("/Volumes/New Disk/.tqvol/README.txt"))
-        registered = ElementTree.fromstring(root.read(root.data + "tqvolumes.xml"))
-        self.assertEqual([(v.get("tqVolumeGuid"), bytes.fromhex(v.get("mountPointPathHex"))) for v in registered.findall("tqvolume")],
+        registered = root.xml("tqvolumes.xml")
+        self.assertEqual([(v.get("tqVolumeGuid"), bytes.fromhex(v.get("mountPointPathHex")))
+                          for v in registered.findall("tqvolume")],
                          [(root.SYSTEM.vguid, b"/"), (match[1], b"/Volumes/New Disk/")])
         self.assertEqual(registered.find("tqvol_metadata").get("lastAssignedTqVolShortId"), "100")
 
         hexed = b"/Volumes/New Disk/".hex()
-        self.assertEqual(root.run("-assignvolumeguid_hex", hexed).out, f"TRUE: Already had existing vGuid: {match[1]}\n")
+        self.assertEqual(root.run("-assignvolumeguid_hex", hexed).out,
+                         f"TRUE: Already had existing vGuid: {match[1]}\n")
         root.write_identity(mac_root.Volume("/Volumes/New Disk/", "v123" + "4" * 24), host_guid="f" * 24)
-        self.assertRegex(root.run("-assignvolumeguid_hex", hexed).out, r"\ATRUE: Successfully assigned vGuid: v101[0-9a-f]{24}\n\Z")
+        self.assertRegex(root.run("-assignvolumeguid_hex", hexed).out,
+                         r"\ATRUE: Successfully assigned vGuid: v101[0-9a-f]{24}\n\Z")
         self.assertEqual([name for name in root.names("/Volumes/New Disk/.tqvol") if "aside" in name], [])
         for operand in ("/Volumes/Missing/", "/Users"):
             self.assertTrue(root.run("-assignvolumeguid", operand).out.startswith(
                 "FALSE: could not find volume in currently attached volList: " + operand.rstrip("/") + "/"))
-        for word, operand in (("-assignvolumeguid_hex", "zz"), ("-assignvolumeguid_hex", ""), ("-assignvolumeguid", "")):
-            self.assertEqual(root.run(word, operand).out,
+        for suffix, operand in (("_hex", "zz"), ("_hex", ""), ("", "")):
+            self.assertEqual(root.run("-assignvolumeguid" + suffix, operand).out,
                              f"FALSE: could not find volume in currently attached volList: {operand}\n")
 
     def test_reports_about_volumes(self):
@@ -126,34 +129,36 @@ class VolumeCommands(ScanCase):
         root.select(root.SYSTEM, photos, away)
         root.write_registry((root.SYSTEM, 0), (photos, 3), (away, 9))
 
+        kinds = ((root.SYSTEM, "gm"), (photos, "gm"), (empty, "em"))
         attached = root.run("-queryattachedvolumes").out
         self.assertEqual(re.findall(r"Drive: (\d+)\nMount Point Path: (.*)\n", attached),
                          [("0", "/"), ("1", "/Volumes/Photos/"), ("2", "/Volumes/Empty/")])
-        self.assertEqual(re.findall(r"Tq VolumeType:    (.*)\nTq Volume GUID:   (.*)\nTq Assoc HGUID:   (.*)\n", attached),
-                         [(kind, v.vguid, mac_root.HOST_GUID) for kind, v in (("gm", root.SYSTEM), ("gm", photos), ("em", empty))])
+        self.assertEqual(re.findall(r"Tq VolumeType:    (.*)\nTq Volume GUID:   (.*)\nTq Assoc HGUID:   (.*)\n",
+                                    attached), [(kind, v.vguid, mac_root.HOST_GUID) for v, kind in kinds])
         self.assertIn(f"Num Bytes Total:  {3 << 30}\n", attached)
         self.assertTrue(attached.endswith("\nALL DONE\n"))
 
         shown = root.run("-listvolumes").out
-        self.assertIn("SummaryLine: YesBackedUp_con,gm,t0u0,/__xxx,gm,t0u0,/Volumes/Away/__con,gm,t0u0,/Volumes/Photos/__"
-                      "NotBackedUp_con,em,t0u0,/Volumes/Empty/\n", shown)
+        self.assertIn("SummaryLine: YesBackedUp_con,gm,t0u0,/__xxx,gm,t0u0,/Volumes/Away/__con,gm,t0u0,/Volumes/Photos/"
+                      "__NotBackedUp_con,em,t0u0,/Volumes/Empty/\n", shown)
         for volume, tag in ((root.SYSTEM, " (SystemVolume) "), (away, " (Unplugged)    "), (photos, " " * 16),
                             (empty, "  (Empty)       ")):
             self.assertIn(f"  {volume.mount}{tag} vguid={volume.vguid}\n", shown)
 
         output = root.data + "tqflags/1234567890123_list_volumes.txt"
         self.assertEqual(root.run("-listvolumestofile", output).out, "SUCCESS\n")
-        self.assertEqual(root.read(output).decode(), "".join(f"{v.vguid},{kind},{mac_root.HOST_GUID},{v.mount}\n" for kind, v in
-                                                             (("gm", root.SYSTEM), ("gm", photos), ("em", empty))))
-        refused = root.run("-listvolumestofile", "/Users/stolen_name_that_is_long_enough_to_be_taken.txt")
-        self.assertEqual((refused.status, root.exists("/Users/stolen_name_that_is_long_enough_to_be_taken.txt")), (1, False))
+        self.assertEqual(root.read(output).decode(),
+                         "".join(f"{v.vguid},{kind},{mac_root.HOST_GUID},{v.mount}\n" for v, kind in kinds))
+        stolen = "/Users/a_name_that_is_long_enough_to_be_taken.txt"
+        self.assertEqual((root.run("-listvolumestofile", stolen).status, root.exists(stolen)), (1, False))
 
-        root.write(root.list_path(photos), f"# GmtMillisThisListWasStarted: {mac_root.now_millis() - 30 * mac_root.DAY_MILLIS:016x}, x\n")
+        root.write(root.list_path(photos), f"# GmtMillisThisListWasStarted: {mac_root.millis_ago(30):016x}, x\n")
         answer = root.run("-update_tqdefcon_xml").out
         self.assertIn("SUCCESS reading updated file, criticalDefcon=1\n", answer)
-        self.assertIn(f"A Defcon elevated drive is attached, defcon=1, mountPoint={photos.mount}, volId={photos.vguid}\n", answer)
+        self.assertIn("A Defcon elevated drive is attached, defcon=1, "
+                      f"mountPoint={photos.mount}, volId={photos.vguid}\n", answer)
         os.unlink(root.path(root.reports + "tqdefcon.xml"))
-        os.unlink(root.path(f"{root.data}tqlogs/tqreports_lastfilestransmitted/tqstat_pervol_{away.vguid}_latest_file.xml"))
+        os.unlink(root.path(root.upload_record(away)))
         self.assertIn("ERROR reading updated file: ", root.run("-update_tqdefcon_xml").out)
         self.assertFalse(root.exists(root.reports + "tqdefcon.xml"))
 
@@ -166,7 +171,8 @@ class VolumeCommands(ScanCase):
             self.assert_ran(root.run("-pingdrives_thatare_selectedforbackup"))
             left = [name for name in root.names(photos.mount + ".tqvol") if name.startswith(("ping_", "wake_"))]
             self.assertEqual([re.sub(r"^ping_20[2-9]\d{5}_(\d{4})\.log$", r"\1", name) for name in left], logs)
-            self.assertEqual(sum(root.read(photos.mount + ".tqvol/" + name).count(b" - randomNum=") for name in left), lines)
+            pings = b"".join(root.read(photos.mount + ".tqvol/" + name) for name in left)
+            self.assertEqual(pings.count(b" - randomNum="), lines)
         self.assertEqual(root.names(other.mount + ".tqvol"), ["tqscratch", "tqvol_id.xml"])
         self.assertIn("- after, signConnect=true,  ", root.log())
 

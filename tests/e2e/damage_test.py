@@ -1,7 +1,6 @@
 """Full disks, damaged state files and the reasons not to run at all: old lists stay, the next run heals."""
 
 import os
-import xml.etree.ElementTree as ElementTree
 
 import scan_case
 import trees
@@ -16,8 +15,8 @@ class FullDisk(ScanCase):
         trees.plant_home(root)
         trees.plant_many(root, photos.mount + "Album/Deep", 50)
         self.assert_ran(root.run())
-        state = ["tqvolumes.xml", "tqinfo.xml", "tqreports/tqdefcon.xml", "tqfilelists/topdirs.xml", "tqfilelists/filestats.xml",
-                 "tqexcluderules_editable.xml", "tqvol_system_volume/tqvol_id.xml"]
+        state = ["tqvolumes.xml", "tqinfo.xml", "tqreports/tqdefcon.xml", "tqfilelists/topdirs.xml",
+                 "tqfilelists/filestats.xml", "tqexcluderules_editable.xml", "tqvol_system_volume/tqvol_id.xml"]
         lists = [root.list_path(root.SYSTEM), root.list_path(photos), root.lists + "bigfilelist.dat"]
         before = [root.read(file) for file in lists]
 
@@ -32,7 +31,7 @@ class FullDisk(ScanCase):
         self.assert_ran(root.run("-urgent_refresh_all"))
         self.assertEqual([root.read(file) == old for file, old in zip(lists, before)], [True] * 3)
         for file in state:
-            ElementTree.fromstring(root.read(root.data + file))
+            root.xml(file)
 
         os.unlink(filler)
         self.assert_ran(root.run("-urgent_refresh_all"))
@@ -48,21 +47,24 @@ class DamagedState(ScanCase):
         root.select(root.SYSTEM, photos)
         trees.plant_home(root)
         damage = {"tqvolumes.xml": '<?xml version="1.0" encoding="UTF-8" ?>\n<contents>\n\n<tqvol_metadata lastAss',
-                  "tqreports/tqdefcon.xml": "\0\xff<<<", "tqfilelists/topdirs.xml": "<stats next_to_index=\"-99999999999\"",
+                  "tqreports/tqdefcon.xml": "\0\xff<<<",
+                  "tqfilelists/topdirs.xml": "<stats next_to_index=\"-99999999999\"",
                   "tqfilelists/topdirs.xml.future": "<dir <dir path=\"", "tqfilelists/filestats.xml": "",
                   "tqfilelists/filestats.xml.future": "<info docsnum=\"9", "tqexcluderules_mandatory.xml": "",
                   "tqreports/tqstat_max_verify_mounts.txt": "many", "tqreports/tqstat_totalbackup.xml": "<x",
-                  f"tqfilelists/{photos.list_name}.future": "half a l", "tqfilelists/bigfilelist.dat.future": "t\t1\t/gone\n",
+                  f"tqfilelists/{photos.list_name}.future": "half a l",
+                  "tqfilelists/bigfilelist.dat.future": "t\t1\t/gone\n",
                   "tqfilelists/tqfilelist_hour_lock.lck": "not empty"}
         for file, content in damage.items():
             root.write(root.data + file, content, seconds=1_600_000_000)
         self.assert_ran(root.run())
         for volume in (root.SYSTEM, photos):
             self.assert_listed(root, volume)
-        self.assertEqual(root.read(root.lists + "bigfilelist.dat"), b"t\t524288000\t/Users/bob/Movies/Raw/holiday.mov\n")
-        registry = ElementTree.fromstring(root.read(root.data + "tqvolumes.xml"))
-        self.assertEqual({v.get("tqVolumeGuid") for v in registry.findall("tqvolume")}, {root.SYSTEM.vguid, photos.vguid})
-        self.assertEqual(ElementTree.fromstring(root.read(root.lists + "topdirs.xml")).find("stats").get("next_to_index"), "0")
+        self.assertEqual(root.read(root.lists + "bigfilelist.dat"),
+                         b"t\t524288000\t/Users/bob/Movies/Raw/holiday.mov\n")
+        self.assertEqual({v.get("tqVolumeGuid") for v in root.xml("tqvolumes.xml").findall("tqvolume")},
+                         {root.SYSTEM.vguid, photos.vguid})
+        self.assertEqual(root.xml("tqfilelists/topdirs.xml").find("stats").get("next_to_index"), "0")
         self.assertEqual(root.read(root.reports + "tqstat_max_verify_mounts.txt"), b"1")
 
     def test_settings_gone_or_damaged_touch_no_list(self):
@@ -104,7 +106,8 @@ class NotRunning(ScanCase):
         log = root.log()
         for line in ("TQFILELIST - Self Destruct Flag Set so not running", "STOP RUNNING file is in place"):
             self.assertIn(line, log)
-        self.assertRegex(log, r" - \w+\.cpp:\d+ \[\S+\(\)\](:| \w+:)\tTQFILELIST - client version has reached End-Of-Life, exiting")
+        self.assertRegex(log, r" - \w+\.cpp:\d+ \[\S+\(\)\](:| \w+:)\t"
+                              "TQFILELIST - client version has reached End-Of-Life, exiting")
         root.write(root.data + "tqupdates/tqflag_selfdestructflag.txt", "no nuke_and_pave")
         root.write(root.data + "tqreports/tqclient_end_of_life.txt", "1.2.3")
         self.assert_ran(root.run())

@@ -62,7 +62,8 @@ def show_lists(root, volumes):
         lines = content.splitlines()
         kinds = [line[:2] for line in lines]
         print(f"\n  {volume.list_name}: {len(content)} bytes, {kinds.count(b'f' + bytes([9]))} files, "
-              f"{kinds.count(b's' + bytes([9]))} special entries, {sum(line.startswith(b'# Dir: ') for line in lines)} directories")
+              f"{kinds.count(b's' + bytes([9]))} special entries, "
+              f"{sum(line.startswith(b'# Dir: ') for line in lines)} directories")
         for line in lines[:9]:
             print("    " + shown(line))
         print("    ...")
@@ -73,20 +74,22 @@ def show_lists(root, volumes):
 
 def show_totals(root):
     title("Wanted files per category (filestats.xml)")
-    info = ElementTree.fromstring(root.read(root.lists + "filestats.xml")).find("info")
-    table(["category", "files", "bytes"], [(name, info.get(name + "num"), info.get(name + "totbytes")) for name in CATEGORIES])
+    info = root.xml("tqfilelists/filestats.xml").find("info")
+    table(["category", "files", "bytes"],
+          [(name, info.get(name + "num"), info.get(name + "totbytes")) for name in CATEGORIES])
 
 
 def show_plan(root):
     title("The plan's slowest directories (topdirs.xml); the three seconds are the pause of a paced run")
     dirs = ElementTree.fromstring(root.read(root.lists + "topdirs.xml").decode("utf-8", "replace")).findall("dir")
     slowest = sorted(dirs, key=lambda entry: -int(entry.get("secs_to_scan")))[:5]
-    table(["seconds", "mode", "directory"], [(d.get("secs_to_scan"), d.get("path")[0], d.get("path")[1:]) for d in slowest])
+    table(["seconds", "mode", "directory"],
+          [(d.get("secs_to_scan"), d.get("path")[0], d.get("path")[1:]) for d in slowest])
 
 
 def show_urgency(root):
     title("Urgency of each volume, 1 (most urgent) to 5 (tqdefcon.xml; days since seen, listed, last file sent)")
-    volumes = ElementTree.fromstring(root.read(root.reports + "tqdefcon.xml")).findall("tqvolume")
+    volumes = root.xml("tqreports/tqdefcon.xml").findall("tqvolume")
     names = ("vol_defcon_level", "vol_last_seen_in_days", "vol_last_filelisted_in_days", "vol_last_file_pushed_in_days")
     table(["volume", "level", "seen", "listed", "sent"],
           [(bytes.fromhex(v.get("mountPointPathHex")).decode(), *(v.get(name) for name in names)) for v in volumes])

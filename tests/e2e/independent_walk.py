@@ -1,7 +1,7 @@
 """What a file list must hold, found by walking the same tree with Python alone.
 
 The order of entries is the order in which the file system returns them, so a tree must not change between the program's
-walk and this one. `root` is where the program's "/" lies for this process; all paths are bytes as the program sees them.
+walk and this one. `root` is where the program's "/" lies for this process; paths are bytes as the program sees them.
 """
 
 import os
@@ -10,10 +10,11 @@ from itertools import zip_longest
 
 MAX_DEPTH = 1000
 BIG_FILE = 524_288_000
-_PSEUDO = set("proc sysfs devtmpfs devpts cgroup cgroup2 securityfs debugfs tracefs configfs bpf pstore mqueue hugetlbfs "
-              "fusectl binfmt_misc autofs nsfs rpc_pipefs efivarfs selinuxfs".split())
+_PSEUDO = set("proc sysfs devtmpfs devpts cgroup cgroup2 securityfs debugfs tracefs configfs bpf pstore mqueue "
+              "hugetlbfs fusectl binfmt_misc autofs nsfs rpc_pipefs efivarfs selinuxfs".split())
 _NEVER_PLANNED = (b"/Volumes/", b"/net/", b"/automount/", b"/Backups.backupdb/", b"/.MobileBackups/",
-                  b"/.PKInstallSandboxManager-SystemSoftware/", b"/Windows/", b"/Program Files/", b"/Program Files (x86)/")
+                  b"/.PKInstallSandboxManager-SystemSoftware/", b"/Windows/", b"/Program Files/",
+                  b"/Program Files (x86)/")
 _NEVER_PLANNED_ANY_CASE = (b"/private/", b"/network/", b"/system/", b"/bin/", b"/dev/", b"/etc/", b"/net/", b"/opt/",
                            b"/sbin/", b"/usr/", b".com.apple.netbootx/", b"/.documentrevisions-v100/",
                            b"/.spotlight-v100/", b"/.fseventsd/", b"/afs/", b"/backups.backupdb/", b"/.mobilebackups/")
@@ -47,20 +48,16 @@ class Tree:
         """(path, lstat) of each entry in directory order, or None when the directory cannot be listed."""
         if directory.rstrip(b"/") in self.unreadable:
             return None
-        listed = []
         try:
-            with os.scandir(self.root + directory) as scan:
-                for entry in scan:
-                    path = directory.rstrip(b"/") + b"/" + entry.name
-                    if path in self.pseudo:
-                        continue
-                    try:
-                        listed.append((path, entry.stat(follow_symlinks=False)))
-                    except FileNotFoundError:
-                        pass
+            descriptor = os.open(self.root + directory, os.O_RDONLY | os.O_DIRECTORY)
         except OSError:
             return None
-        return listed
+        try:
+            with os.scandir(descriptor) as scan:  # by descriptor: the entries' own paths may be too long to be queried
+                found = [(directory.rstrip(b"/") + b"/" + os.fsencode(entry.name), entry) for entry in scan]
+            return [(path, entry.stat(follow_symlinks=False)) for path, entry in found if path not in self.pseudo]
+        finally:
+            os.close(descriptor)
 
     def plan(self):
         """The top directories in walking order: (mode, path ending in "/")."""

@@ -1,8 +1,8 @@
 """A small Mac-shaped root directory inside a private mount namespace, and the program run with it as its "/".
 
 Everything here follows the documented file formats (docs/formats.md), never the program's code. A script calls
-`enter_namespace()` first: it starts itself again inside a namespace of its own, so that mounting needs no privileges and
-nothing outlives the script but an empty folder at worst.
+`enter_namespace()` first: it starts itself again inside a namespace of its own, so that mounting needs no privileges
+and nothing outlives the script but an empty folder at worst.
 """
 
 import atexit
@@ -14,6 +14,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import xml.etree.ElementTree as ElementTree
 
 SKIP_STATUS = 77
 _INSIDE = "--inside-namespace"
@@ -28,21 +29,21 @@ FILE_SETS = {
     "spreadsheets": "csv,mda,mdb,mde,numbers,odb,ods,qpw,sxc,wdb,wks,xlr,xls,xlsb,xlsm,xlsx,xltm,xltx,xlt,xltx,xlw",
     "presentations": "keynote,ppt,pot,pps,ppa,sxi,odp,pptx,pptm,ppsx,potx,potm",
     "financial": "abd,hcx,ibank,npc,qba,qbb,qbw,qdf,qdt,qel,qif,qmd,qph,qsd,qtx,t08,tax,t04,t05,t06,t07,t08,t09,tdb",
-    "pictures": "apdb,ai,bmp,cr2,crw,dib,dng,emf,fppiclib,icl,icns,ico,icon,img,jfif,jpg,jpe,jpeg,jp2,gif,lrcat,mac,mrw,"
-                "nef,odg,pef,pic,pict,pct,pcx,pdp,png,pnt,pntd,psd,qti,qtif,rle,svg,tif,tiff,wdp,wmd,wmf,xcf",
+    "pictures": "apdb,ai,bmp,cr2,crw,dib,dng,emf,fppiclib,icl,icns,ico,icon,img,jfif,jpg,jpe,jpeg,jp2,gif,lrcat,mac,"
+                "mrw,nef,odg,pef,pic,pict,pct,pcx,pdp,png,pnt,pntd,psd,qti,qtif,rle,svg,tif,tiff,wdp,wmd,wmf,xcf",
     "music": "aif,aifc,aiff,au,cda,flac,mp3,mid,midi,m4a,m4b,m4p,m4r,nmw,oga,ogg,rmi,snd,wav,wpl,wm,wma,wmx,wvx",
-    "video": "asx,asf,avi,dv,dvr-ms,mov,m2v,m2ts,m4v,mfp,mkv,mlv,mp2,mp4,mpa,mpe,mpeg,mpg,mod,mpv2,mp2v,msdvd,mswmm,mts,"
-             "ogv,qt,ram,rm,rmvb,swf,spd,vob,wmv",
+    "video": "asx,asf,avi,dv,dvr-ms,mov,m2v,m2ts,m4v,mfp,mkv,mlv,mp2,mp4,mpa,mpe,mpeg,mpg,mod,mpv2,mp2v,msdvd,mswmm,"
+             "mts,ogv,qt,ram,rm,rmvb,swf,spd,vob,wmv",
     "email": "dbx,eml,emlx,emlxpart,mapimail,mbx,oab,ost,pab,pce,pst,wab,wab~,msf,toc",
     "zips": "bz2,cpgz,gz,lightspeedbackup,rar,sit,tar,tgz,tz,z,zip",
     "browserfavorites": "adr,url,webbookmark,webloc",
     "usercustom01": "",
 }
-EXCLUDED_TYPES = ("wab~,vmc,vhd,vhdx,vdi,vo1,vo2,vsv,vud,iso,dmg,sparseimage,sys,cab,exe,msi,dll,dl_,wim,ost,o,qtch,log,"
-                  "ithmb,vmdk,vmem,vmsd,vmsn,vmss,vmx,vmxf,menudata,appicon,appinfo,pva,pvs,pvi,pvm,fdd,hds,drk,mem,nvram,"
-                  "hdd")
-EXCLUDED_FOLDERS = ("applications/", "automount/", "developer/", "library/", "private/", "system/", "bin/", "dev/", "etc/",
-                    "net/", "opt/", "sbin/", "usr/", "backups.backupdb/", ".mobilebackups/", "home/")
+EXCLUDED_TYPES = ("wab~,vmc,vhd,vhdx,vdi,vo1,vo2,vsv,vud,iso,dmg,sparseimage,sys,cab,exe,msi,dll,dl_,wim,ost,o,qtch,"
+                  "log,ithmb,vmdk,vmem,vmsd,vmsn,vmss,vmx,vmxf,menudata,appicon,appinfo,pva,pvs,pvi,pvm,fdd,hds,drk,"
+                  "mem,nvram,hdd")
+EXCLUDED_FOLDERS = ("applications/", "automount/", "developer/", "library/", "private/", "system/", "bin/", "dev/",
+                    "etc/", "net/", "opt/", "sbin/", "usr/", "backups.backupdb/", ".mobilebackups/", "home/")
 
 
 def _namespace_command():
@@ -99,12 +100,12 @@ class MacRoot:
 
     SYSTEM = Volume("/", "v0001a2b3c4d5e6f708192a3b4c5")
 
-    def __init__(self, program, data=DEFAULT_DATA, data_size=None):
+    def __init__(self, program, data=DEFAULT_DATA, data_size=None, client_installed=True):
         self.data = data if data.endswith("/") else data + "/"
         self.lists = self.data + "tqfilelists/"
         self.reports = self.data + "tqreports/"
         self.volumes_made = 0
-        self._root = tempfile.mkdtemp(prefix="tqfilelist_e2e_")
+        self._root = tempfile.mkdtemp(prefix="tqfilelist_e2e_", dir="/tmp")
         self._running = []
         self._mount("-t", "tmpfs", "-o", "mode=0755,size=1g", "tqroot", self._root)
         atexit.register(self.close)
@@ -112,27 +113,30 @@ class MacRoot:
                        "/System/Library/CoreServices", INSTALL):
             self.mkdir(folder)
         self._mount("--rbind", "/proc", self._root + "/proc")
-        self._install_program(program)
-        self._install_client(data_size)
+        self.write("/System/Library/CoreServices/SystemVersion.plist",
+                   '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0">\n<dict>\n<key>ProductVersion</key>\n'
+                   "<string>10.15.7</string>\n</dict>\n</plist>\n")
+        self.add_program(program)
+        if client_installed:
+            self._install_client(data_size)
 
     # ---- building ----
 
     def _mount(self, *words):
         subprocess.run(["mount", *words], check=True, capture_output=True)
 
-    def _install_program(self, program):
+    def add_program(self, program):
+        """Copies a program of the host, with the libraries it needs, into the installation folder."""
         listing = subprocess.run(["ldd", program], capture_output=True, text=True).stdout
         for library in re.findall(r"(/\S+) \(0x", listing):
             self.mkdir(os.path.dirname(library))
             shutil.copyfile(library, self.path(library))
             os.chmod(self.path(library), 0o755)
-        shutil.copyfile(program, self.path(INSTALL + "tqfilelist"))
-        os.chmod(self.path(INSTALL + "tqfilelist"), 0o755)
+        target = self.path(INSTALL + os.path.basename(program))
+        shutil.copyfile(program, target)
+        os.chmod(target, 0o755)
 
     def _install_client(self, data_size):
-        self.write("/System/Library/CoreServices/SystemVersion.plist",
-                   '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0">\n<dict>\n<key>ProductVersion</key>\n'
-                   "<string>10.15.7</string>\n</dict>\n</plist>\n")
         self.write(INSTALL + "tqinstall.xml",
                    f'<?xml version="1.0" encoding="UTF-8" ?>\n<contents>\n<datadir>{self.data.rstrip("/")}</datadir>\n'
                    f"<hguid>{HOST_GUID}</hguid>\n</contents>\n")
@@ -200,7 +204,8 @@ class MacRoot:
 
     def select(self, *volumes, max_filesize_mb="1000000000"):
         """Writes tqinfo.xml with these volumes selected and their default filters, and their upload records."""
-        sets = "".join(f'<filesetdef filesetname="{name}" extensions="{types}" />\n' for name, types in FILE_SETS.items())
+        sets = "".join(f'<filesetdef filesetname="{name}" extensions="{types}" />\n'
+                       for name, types in FILE_SETS.items())
         selected = "".join(f'    <tqvolume tqVolumeGuid="{v.vguid}" mountPointPath="{v.mount}" />\n' for v in volumes)
         filters = "".join(f'    <tqdirfilter dir="{v.mount.lower()}" whichfiles="all" /> \n'
                           + "".join(f'    <tqdirfilter dir="{v.mount.lower()}{folder}" whichfiles="none" /> \n'
@@ -218,30 +223,35 @@ class MacRoot:
                    f"<hard_drives_to_backup>\n{selected}</hard_drives_to_backup>\n\n"
                    f'<do_backup dst_type="tqdatacenter" dst_fileformat="tqff" max_filesize_mb="{max_filesize_mb}" '
                    'backup_on_battery="true" net_auto_throttle="true" net_throttle="50" num_backup_threads="1" '
-                   'backup_schedule_type="continuously" backup_schedule_detail="none" backup_schedule_end_hour="none" >\n'
+                   'backup_schedule_type="continuously" backup_schedule_detail="none" '
+                   'backup_schedule_end_hour="none" >\n'
                    f"{filters}</do_backup>  \n\n</tqinfo>\n")
         for volume in volumes:
             self.write_upload_record(volume)
 
+    def upload_record(self, volume):
+        return f"{self.data}tqlogs/tqreports_lastfilestransmitted/tqstat_pervol_{volume.vguid}_latest_file.xml"
+
     def write_upload_record(self, volume, days_ago=0):
-        self.write(f"{self.data}tqlogs/tqreports_lastfilestransmitted/tqstat_pervol_{volume.vguid}_latest_file.xml",
-                   f'<contents>\n<latest_file gmt_millis="{now_millis() - days_ago * DAY_MILLIS:016x}" />\n</contents>\n')
+        self.write(self.upload_record(volume),
+                   f'<contents>\n<latest_file gmt_millis="{millis_ago(days_ago):016x}" />\n</contents>\n')
 
     def write_registry(self, *volumes_and_days):
         """Writes tqvolumes.xml from pairs (volume, days since it was last seen attached)."""
         lines = "".join(f'<tqvolume tqVolumeGuid="{v.vguid}" mountPointPathHex="{v.mount.encode().hex()}" '
                         f'typeOfVolumeTwoCharCode="gm" lastTimeVolumeWasSeenAttachedGmtMillis="'
-                        f'{now_millis() - int(days * DAY_MILLIS)}" numBytesFreeOnVolume="1" numBytesUsedOnVolume="2" '
+                        f'{millis_ago(days)}" numBytesFreeOnVolume="1" numBytesUsedOnVolume="2" '
                         'numBytesTotalOnVolume="3" />\n' for v, days in volumes_and_days)
         self.write(self.data + "tqvolumes.xml",
-                   '<?xml version="1.0" encoding="UTF-8" ?>\n<contents>\n\n<tqvol_metadata lastAssignedTqVolShortId="0ff" '
-                   'gmtMillisThisFileWasWritten="1700000000000" gmtDateTimeFileWasWritten="20231114221320" />\n\n'
+                   '<?xml version="1.0" encoding="UTF-8" ?>\n<contents>\n\n'
+                   '<tqvol_metadata lastAssignedTqVolShortId="0ff" gmtMillisThisFileWasWritten="1700000000000" '
+                   'gmtDateTimeFileWasWritten="20231114221320" />\n\n'
                    + lines + "\n</contents>\n")
 
     # ---- running ----
 
-    def start(self, *arguments, may_read_anything=True):
-        """Starts the program. `may_read_anything` False: permission bits bind it, as they bind an ordinary user."""
+    def start(self, *arguments, program="tqfilelist", may_read_anything=True):
+        """Starts a program that was added. `may_read_anything` False: permission bits bind it like an ordinary user."""
         def prepare():
             os.chroot(self._root)
             os.chdir("/")
@@ -252,7 +262,7 @@ class MacRoot:
                     if libc.prctl(24, capability, 0, 0, 0) != 0:  # PR_CAPBSET_DROP
                         raise OSError(ctypes.get_errno(), "prctl")
         output = tempfile.TemporaryFile(), tempfile.TemporaryFile()
-        process = subprocess.Popen([INSTALL + "tqfilelist", *arguments], preexec_fn=prepare, stdin=subprocess.DEVNULL,
+        process = subprocess.Popen([INSTALL + program, *arguments], preexec_fn=prepare, stdin=subprocess.DEVNULL,
                                    stdout=output[0], stderr=output[1], env={"PATH": "/usr/bin:/bin", "LANG": "C"})
         process.outputs, process.began = output, time.monotonic()
         self._running.append(process)
@@ -269,7 +279,7 @@ class MacRoot:
                     process.kill()
                     os.wait4(process.pid, 0)
                     self._forget(process)
-                    raise TimeoutError(f"tqfilelist still ran after {timeout} s")
+                    raise TimeoutError(f"the program still ran after {timeout} s")
                 time.sleep(0.01)
         seconds = time.monotonic() - process.began
         process.returncode = os.waitstatus_to_exitcode(status)
@@ -284,14 +294,18 @@ class MacRoot:
     def _forget(self, process):
         self._running = [other for other in self._running if other is not process]
 
-    def run(self, *arguments, timeout=120, may_read_anything=True):
-        return self.finish(self.start(*arguments, may_read_anything=may_read_anything), timeout)
+    def run(self, *arguments, timeout=120, **options):
+        return self.finish(self.start(*arguments, **options), timeout)
 
     # ---- reading ----
 
     def read(self, file):
         with open(self.path(file), "rb") as source:
             return source.read()
+
+    def xml(self, file):
+        """The outermost element of an XML file of the data folder."""
+        return ElementTree.fromstring(self.read(self.data + file))
 
     def exists(self, file):
         return os.path.lexists(self.path(file))
@@ -327,6 +341,10 @@ class MacRoot:
 
 def now_millis():
     return int(time.time() * 1000)
+
+
+def millis_ago(days):
+    return now_millis() - int(days * DAY_MILLIS)
 
 
 def wait_until(condition, what, timeout=30.0):

@@ -18,7 +18,8 @@ class Pacing(ScanCase):
         self.assertGreater(paced.seconds, 6.0)  # the drive ping's three seconds and one pause
         self.assertGreater(paced.seconds - fresh.seconds, 2.0)
         self.assertGreater(paced.seconds - urgent.seconds, 2.0)
-        self.assertIn(" URGENTLY topdirs.xml.future did not exist, starting fresh scan", root.log().rsplit("got three hour lock", 1)[-1])
+        self.assertIn(" URGENTLY topdirs.xml.future did not exist, starting fresh scan",
+                      root.log().rsplit("got three hour lock", 1)[-1])
         self.assert_listed(root, photos)
 
     def test_first_install_run_leaves_its_time(self):
@@ -58,7 +59,8 @@ class Interrupted(ScanCase):
         os.kill(run.pid, signal.SIGSTOP)  # it must still hold the lock when the second copy asks for it
         lock = root.lists + "tqfilelist_hour_lock.lck"
         self.assert_ran(root.run())
-        self.assertIn("could not grab three hour lock, so some OTHER tqfilelist is already running, exiting quietly", root.log())
+        self.assertIn("could not grab three hour lock, so some OTHER tqfilelist is already running, exiting quietly",
+                      root.log())
         self.assertTrue(root.exists(lock))
         self.assertNotEqual(unfinished_list(root, photos), b"")
 

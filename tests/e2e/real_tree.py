@@ -34,8 +34,8 @@ def scan(program, folders):
         ping_seconds = 3.0  # the drive ping's own pause
         print(f"{' '.join(folders)}: {tree.entries} entries in {tree.directories} directories, {tree.files} file lines "
               f"({os.path.getsize(root.path(root.list_path(volume))) / 1e6:.1f} MB)\n"
-              f"program: {result.seconds:.2f} s in all, {result.seconds - ping_seconds:.2f} s without the drive ping's pause, "
-              f"peak memory {result.peak_kilobytes / 1024:.1f} MiB\n"
+              f"program: {result.seconds:.2f} s in all, {result.seconds - ping_seconds:.2f} s without the drive ping's "
+              f"pause, peak memory {result.peak_kilobytes / 1024:.1f} MiB\n"
               f"comparison: {walked:.2f} s, {'every entry the same' if not found else 'DIFFERENCES'}", flush=True)
         return found
     finally:

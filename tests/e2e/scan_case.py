@@ -1,4 +1,4 @@
-"""What the end-to-end tests share: a root per test, lists compared with the independent walk, runs met in their pause."""
+"""What the end-to-end tests share: a root per test, lists compared with the independent walk, runs met in a pause."""
 
 import os
 import sys

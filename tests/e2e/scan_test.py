@@ -4,7 +4,6 @@ what they must."""
 import os
 import re
 import shutil
-import xml.etree.ElementTree as ElementTree
 from datetime import datetime, timezone
 
 import mac_root
@@ -65,7 +64,7 @@ class OrdinaryScans(ScanCase):
         self.assertEqual(match[2], datetime.fromtimestamp(millis // 1000, timezone.utc).strftime("%Y%m%d%H%M%S"))
 
     def check_plan(self, root):
-        document = ElementTree.fromstring(root.read(root.lists + "topdirs.xml"))
+        document = root.xml("tqfilelists/topdirs.xml")
         plan = [(volume.vguid, mode, path) for volume in self.volumes for mode, path in self.tree(root, volume).plan()]
         plan.sort(key=lambda entry: entry[2])
         dirs = document.findall("dir")
@@ -83,7 +82,7 @@ class OrdinaryScans(ScanCase):
             expected[category] = (count + 1, total + size)
         expected["pict"] = (expected["pict"][0] + 1, expected["pict"][1] + 77)  # beach.jpg
         expected["docs"] = (expected["docs"][0] + 2, expected["docs"][1] + 2 * len("a volume\n"))  # Readme.txt
-        info = ElementTree.fromstring(root.read(root.lists + "filestats.xml")).find("info")
+        info = root.xml("tqfilelists/filestats.xml").find("info")
         libraries = [facts for facts in map(os.lstat, self.files_below(root, "/lib", "/lib64"))]
         others, bytes_of_others = expected["other"]
         expected["other"] = (others + len(libraries), bytes_of_others + sum(facts.st_size for facts in libraries))
@@ -105,13 +104,14 @@ class OrdinaryScans(ScanCase):
 
     def check_modes(self, root):
         self.assertEqual({root.mode(root.lists + name) for name in root.names(root.lists)}, {0o666})
-        self.assertEqual({root.mode(folder) for folder in (root.lists, root.reports, root.data + "tqlogs/tqfilelist")}, {0o777})
+        made = (root.lists, root.reports, root.data + "tqlogs/tqfilelist")
+        self.assertEqual({root.mode(folder) for folder in made}, {0o777})
 
     def check_registry(self, root, most_urgent):
-        volumes = ElementTree.fromstring(root.read(root.data + "tqvolumes.xml")).findall("tqvolume")
+        volumes = root.xml("tqvolumes.xml").findall("tqvolume")
         self.assertEqual({(v.get("tqVolumeGuid"), bytes.fromhex(v.get("mountPointPathHex")).decode()) for v in volumes},
                          {(v.vguid, v.mount) for v in self.volumes})
-        levels = ElementTree.fromstring(root.read(root.reports + "tqdefcon.xml"))
+        levels = root.xml("tqreports/tqdefcon.xml")
         self.assertEqual(levels.find("volume_defcon_summary").get("most_critial_volume_defcon"), most_urgent)
 
     def check_log(self, root):
@@ -139,6 +139,7 @@ class HostileTrees(ScanCase):
         root.write("/Volumes/Zoo/top\\dir/sub\\dir/inner/file.txt", "x")
         root.write("/Volumes/Zoo/line\nfeed/second\nlevel/file.txt", "x")
         trees.plant_deep(root, deep.mount + "a/b", 1002)
+        trees.plant_long(root, deep.mount + "long/names")
         self.assert_ran(root.run())
         self.assert_clean(root)
         self.assert_listed(root, zoo)
@@ -148,23 +149,27 @@ class HostileTrees(ScanCase):
         base = b"/Volumes/Zoo/animals/zoo/"
         for kind, name, size in ((b"f", b"back_-backslash-_slash.txt", 1), (b"f", b"not-utf8-\xff\xfe.txt", 1),
                                  (b"s", b"fifo", 0), (b"s", b"socket", 0), (b"s", b"link-to-dir", 5),
-                                 (b"s", b"link-to-nothing", 7), (b"f", b"dir_-backslash-_slash/sub_-backslash-_dir/deep.txt", 1),
+                                 (b"s", b"link-to-nothing", 7),
+                                 (b"f", b"dir_-backslash-_slash/sub_-backslash-_dir/deep.txt", 1),
                                  (b"f", b"no-permissions", 1)):
             self.assertRegex(listed, b"\n%s\t[0-9a-f]{16}\t%d\t%s\n" % (kind, size, re.escape(base + name)))
         for modified, name in ((b"fffffffffad9a400", b"before-1970"), (b"0000000000000000", b"epoch"),
                                (b"%016x" % 1_500_000_000_000, b"half-second")):
             self.assertIn(b"f\t" + modified + b"\t1\t" + base + name + b"\n", listed)
-        for absent in (b"Backups.backupdb", b"x.MobileBackups", b"WD SmartWare.swstor", b"trailing", b"_-backslash-_leading"):
+        for absent in (b"Backups.backupdb", b"x.MobileBackups", b"WD SmartWare.swstor", b"trailing",
+                       b"_-backslash-_leading"):
             self.assertNotIn(base + absent, listed)
         for absent in (b"feed.txt", b"return.txt", b".anomaly", b"\\", b"\r"):
             self.assertNotIn(absent, listed)
 
         log = root.log()
-        self.assertIn("WARNING: skipping filename with embedded <CR> or <LF>: " + os.fsdecode(base) + "line__\\n__feed.txt\n", log)
-        self.assertIn("WARNING: skipping dirname with TimeMachine in it: " + os.fsdecode(base) + "Backups.backupdb\n", log)
-        self.assertIn("WARNING: skipping dirname with illegal trailing sep: " + os.fsdecode(base) + "trailing\\\n", log)
+        for message, name in (("filename with embedded <CR> or <LF>", "line__\\n__feed.txt"),
+                              ("dirname with TimeMachine in it", "Backups.backupdb"),
+                              ("dirname with illegal trailing sep", "trailing\\")):
+            self.assertIn(f"WARNING: skipping {message}: {os.fsdecode(base)}{name}\n", log)
         self.assertEqual(log.count("ERROR: RecursivelyAddFilenamesToList recursion limit hit for: "), 1)
         self.assertEqual(root.read(root.list_path(deep)).count(b"# Dir: /Volumes/Deep/a/b/d"), 999)
+        self.assertEqual(root.read(root.list_path(deep)).count(b"# Dir: /Volumes/Deep/long/names/n"), 16)
 
     def test_unreadable_folders_leave_the_rest(self):
         root = self.new_root()
@@ -183,6 +188,36 @@ class HostileTrees(ScanCase):
         self.assert_listed(root, volume, unreadable=locked)
         self.assertNotIn(b"secret", root.read(root.list_path(volume)))
         self.assertIn(f'opendir failed for dirName="{volume.mount}a/b/c", errno 13 (Permission denied)', root.log())
+
+
+class ExplainedFiles(ScanCase):
+    def test_explanations_of_listed_files(self):
+        root = self.new_root()
+        root.select(root.SYSTEM)
+        trees.plant_home(root)
+        self.assert_ran(root.run())
+        wanted = "/Users/bob/Music/Album/01 Intro.mp3"
+        for name, diagnosis in ((wanted, "not_found_in_tq_done"),
+                                ("/users/bob/music/album/01 intro.mp3", "no_matching_file_found_in_completefilelist"),
+                                ("/Users/bob/Library/Caches/app/cache.db", "file_purposely_not_scheduled_for_backup"),
+                                ("Pictures/IMG_000", "ambiguous_query_2_different_files_match_in_completefilelist")):
+            self.assert_explained(root, name, diagnosis)
+        root.write(root.data + "tqbackup/tqfileids.dat", f"id0042\t{wanted}\n")
+        root.write(root.data + "tqdatacenter/tq_done_20240101_0.dat", "+\tid0042\n")
+        self.assert_explained(root, wanted, "healthy_and_found_in_tq_done")
+        failed = root.run("-explainfile", wanted, "/nowhere/report.txt")
+        self.assertEqual(failed.out, "\nERROR: could not produce a report, is file writeable:\n/nowhere/report.txt\n")
+
+    def assert_explained(self, root, name, diagnosis):
+        report = "/tmp/report.txt"
+        result = root.run("-explainfile", name, report)
+        self.assert_ran(result)
+        self.assertEqual(result.out, f"\nDone.  Please email Kestrune support this file:\n{report}\n\n"
+                                     f"\nPrimaryDiagnosis:\n{diagnosis}\n\n")
+        text = root.read(report).decode()
+        self.assertIn("Kestrune Explanation for file: " + name, text)
+        self.assertTrue(text.rstrip("\n").endswith("\n\nPRIMARY_DIAGNOSIS: " + diagnosis), text)
+        os.unlink(root.path(report))
 
 
 if __name__ == "__main__":

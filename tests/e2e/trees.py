@@ -54,11 +54,13 @@ def plant_hostile(root, folder):
         with open(target, "wb") as out:
             out.write(b"x" * size)
 
-    for name in (b"line\nfeed.txt", b"carriage\rreturn.txt", b"back\\slash.txt", b"not-utf8-\xff\xfe.txt", b" ", b"  two  ",
-                 b"-rf", b"quote\"'&<>.xml", b"tab\tstop.txt", b"bell\x07", b"*?[x]", b"%s%n%d", b"#", b"# Dir: forged",
-                 b"n" * 255, "Ünïcödé 名前.txt".encode(), b"e\xcc\x81.txt", b"...", b".hidden", b"dot.", b"Thumbs.db|end"):
+    for name in (b"line\nfeed.txt", b"carriage\rreturn.txt", b"back\\slash.txt", b"not-utf8-\xff\xfe.txt", b" ",
+                 b"  two  ", b"-rf", b"quote\"'&<>.xml", b"tab\tstop.txt", b"bell\x07", b"*?[x]", b"%s%n%d", b"#",
+                 b"# Dir: forged", b"n" * 255, "Ünïcödé 名前.txt".encode(), b"e\xcc\x81.txt", b"...", b".hidden", b"dot.",
+                 b"Thumbs.db|end"):
         file(name)
-    for name in (b"dir\nfeed/inside.txt", b"dir\rreturn/inside.txt", b"dir\\slash/inside.txt", b"dir\\slash/sub\\dir/deep.txt",
+    for name in (b"dir\nfeed/inside.txt", b"dir\rreturn/inside.txt", b"dir\\slash/inside.txt",
+                 b"dir\\slash/sub\\dir/deep.txt",
                  b"trailing\\/hidden.txt", b"\\leading/hidden.txt", b"lone_-backslash-_name/inside.txt",
                  b"Backups.backupdb/gone.txt", b"x.MobileBackups/gone.txt", b"WD SmartWare.swstor/gone.txt",
                  b"backups.BACKUPDB/kept.txt", b"d\xff\xfe/inside.txt", b"  /inside.txt", b"folder./x", b"..../x",
@@ -84,12 +86,25 @@ def plant_hostile(root, folder):
 
 
 def plant_deep(root, folder, levels):
-    """`folder` (planned as a whole, so depth 1) and directories below it, each with one file, down to depth `levels`."""
+    """`folder` (planned as a whole, so depth 1) and directories below it, each with a file, down to depth `levels`."""
     path = folder
     for _ in range(levels - 1):
         root.write(path + "/f", "x")
         path += "/d"
     root.write(path + "/f", "x")
+
+
+def plant_long(root, folder, levels=20):
+    """Directories of long names below `folder`, until their paths are longer than the system opens; a file in each."""
+    root.mkdir(folder)
+    here = os.open(root.path(folder), os.O_RDONLY)
+    for _ in range(levels):
+        os.close(os.open("f" * 200, os.O_CREAT | os.O_WRONLY, dir_fd=here))
+        os.mkdir("n" * 250, dir_fd=here)
+        below = os.open("n" * 250, os.O_RDONLY, dir_fd=here)
+        os.close(here)
+        here = below
+    os.close(here)
 
 
 def plant_many(root, folder, directories):

@@ -1,18 +1,16 @@
 """Volumes that come and go: during a run, before it, for good. A list is only ever replaced by a whole one."""
 
-import xml.etree.ElementTree as ElementTree
-
 import scan_case
 import trees
-from mac_root import DAY_MILLIS, Volume, now_millis
+from mac_root import DAY_MILLIS, Volume, millis_ago, now_millis
 from scan_case import ScanCase, wait_for_pause
 
 
 def list_text(days_old, *paths):
     """A made-up list as an earlier run left it."""
-    started = now_millis() - int(days_old * DAY_MILLIS)
     lines = "".join(f"f\t0000018c2d7a5e00\t1\t{path}\n" for path in paths)
-    return f"# GmtMillisThisListWasStarted: {started:016x}, GmtDateTime: 20240101000000\n#\n# Dir: /\n# Files: 1\n{lines}"
+    return (f"# GmtMillisThisListWasStarted: {millis_ago(days_old):016x}, GmtDateTime: 20240101000000\n#\n# Dir: /\n"
+            f"# Files: 1\n{lines}")
 
 
 class UnpluggedDuringTheRun(ScanCase):
@@ -55,7 +53,8 @@ class AwayBeforeTheRun(ScanCase):
         root = self.new_root()
         attached = root.mount_volume("Attached")
         fates = {"Recent": 5, "Thirty": 30.5, "Aged": 31.5, "Oldest": 499.5, "Forgotten": 500.5}
-        volumes = {name: Volume(f"/Volumes/{name}/", f"v{0x100 + number:03x}" + "b" * 24) for number, name in enumerate(fates)}
+        volumes = {name: Volume(f"/Volumes/{name}/", f"v{0x100 + number:03x}" + "b" * 24)
+                   for number, name in enumerate(fates)}
         never, gone = Volume("/Volumes/Never/", "v1aa" + "c" * 24), Volume("/Volumes/Gone/", "v1bb" + "d" * 24)
         root.select(root.SYSTEM, attached, *volumes.values(), never)
         root.write_registry((attached, 40), (never, 2), *((volumes[name], days) for name, days in fates.items()))
@@ -79,8 +78,8 @@ class AwayBeforeTheRun(ScanCase):
         self.assertTrue(root.exists(root.lists + gone.vguid + "_gone2_filelist.dat"))
         self.assertFalse(root.exists(root.lists + "completefilelist.dat"))
 
-        registry = ElementTree.fromstring(root.read(root.data + "tqvolumes.xml"))
-        seen = {v.get("tqVolumeGuid"): int(v.get("lastTimeVolumeWasSeenAttachedGmtMillis")) for v in registry.findall("tqvolume")}
+        seen = {v.get("tqVolumeGuid"): int(v.get("lastTimeVolumeWasSeenAttachedGmtMillis"))
+                for v in root.xml("tqvolumes.xml").findall("tqvolume")}
         self.assertLess(abs(seen[attached.vguid] - now_millis()), 120_000)
         self.assertGreater(now_millis() - seen[volumes["Aged"].vguid], 31 * DAY_MILLIS)
 
@@ -109,9 +108,10 @@ class AwayBeforeTheRun(ScanCase):
         self.assert_ran(root.run())
         log = root.log()
         self.assertRegex(log, r"Defcon_very_interesting_drive_to_tqfilelist_attached processId=\d+, with defcon=3, "
-                         "mountPoint=/Volumes/Zzz/, tqVol_lastFileListedInDays=20, .*, and we are going to URGENTLY_RUN_FAST this run!")
+                         "mountPoint=/Volumes/Zzz/, tqVol_lastFileListedInDays=20, .*, "
+                         "and we are going to URGENTLY_RUN_FAST this run!")
         self.assertRegex(log, f"DEFCON_Swapped in AtomicMove per-Vol filelist: \\S+{stale.list_name}, numBytes=")
-        plan = ElementTree.fromstring(root.read(root.lists + "topdirs.xml")).findall("dir")
+        plan = root.xml("tqfilelists/topdirs.xml").findall("dir")
         self.assertEqual([d.get("path") for d in plan[:4]], ["0/Volumes/Zzz/", "1/Volumes/Zzz/.tqvol/",
                                                              "2/Volumes/Zzz/.tqvol/tqscratch/", "1/Volumes/Zzz/Album/"])
         for volume in (root.SYSTEM, fine, stale):

@@ -147,7 +147,7 @@ TEST_F(HostMachineTest, SortsPropertyListsByWhatIsWrong) {
     return machine.ReadProductVersion(path.c_str(), version);
   };
   EXPECT_EQ(machine.ReadProductVersion(path.c_str(), version), PropertyListStatus::kMissing);
-  EXPECT_EQ(statusOf(""), PropertyListStatus::kUnreadable);
+  EXPECT_EQ(statusOf(""), PropertyListStatus::kUnsuitable);
   EXPECT_EQ(statusOf("bplist00"), PropertyListStatus::kInvalid);
   EXPECT_EQ(statusOf("<plist><array/></plist>"), PropertyListStatus::kWrongType);
   EXPECT_EQ(statusOf("<plist><dict><key>ProductVersion</key><string>14.2</string></dict></plist>"),
@@ -157,8 +157,8 @@ TEST_F(HostMachineTest, SortsPropertyListsByWhatIsWrong) {
   EXPECT_EQ(volumes.ReadBackupDestinations(path.c_str(), values), PropertyListStatus::kOk);
   EXPECT_TRUE(values.empty());
   ASSERT_EQ(truncate(path.c_str(), 104'857'601), 0);
-  EXPECT_EQ(volumes.ReadBackupDestinations(path.c_str(), values), PropertyListStatus::kUnreadable);
-  EXPECT_EQ(volumes.ReadBackupDestinations("/tmp", values), PropertyListStatus::kUnreadable);
+  EXPECT_EQ(volumes.ReadBackupDestinations(path.c_str(), values), PropertyListStatus::kUnsuitable);
+  EXPECT_EQ(volumes.ReadBackupDestinations("/tmp", values), PropertyListStatus::kUnsuitable);
   unlink(path.c_str());
 }
 

@@ -12,19 +12,21 @@
 #include "volumes/defcon.h"
 #include "volumes/volume_registry.h"
 
-/// Whole scan runs: the system volume and one external volume are attached and selected.
+/// Whole scan runs: the system volume and one drive are attached and selected.
 class ScanRunTest : public ScanTest {
  protected:
-  static constexpr const char* kHex16 = "[0-9a-f]{16}";
+  static constexpr const char* kOldList = "# GmtMillisThisListWasStarted: 0000018bcfe50000, x\nold\n";
   const std::string kRootList = Text(kSystemGuid) + "_root_filelist.dat";
   const std::string kDriveList = Text(kDataGuid) + "_driv_filelist.dat";
 
   ScanRunTest() {
     AttachSystemVolume();
     Attach("/Volumes/Drive", kDataGuid);
-    fake.WriteFile("/Users/bob/Documents/letter.doc", "12345");
+    fake.WriteFile("/Users/bob/letter.doc", "12345");
     fake.WriteFile("/Volumes/Drive/photos/2020/a.jpg", "123");
     fake.WriteFile("/Volumes/Drive/photos/2021/b.jpg", "1234");
+    PutList(kRootList, kOldList);
+    PutList(kDriveList, kOldList);
     SelectBoth();
   }
   ~ScanRunTest() override {
@@ -33,9 +35,8 @@ class ScanRunTest : public ScanTest {
     TqUiUtil::ForgetGuidState();
     ForgetVerificationTime();
   }
-
   void SelectBoth() { Select({{"/", kSystemGuid}, {"/Volumes/Drive/", kDataGuid}}); }
-  /// One run from a fresh process's state; its exit status.
+  /// One run; its exit status.
   int Run(void (*change)(TqRunState&) = nullptr) {
     TqRunState run;
     run.processStartMillis = fake.nowMillis;
@@ -49,20 +50,21 @@ class ScanRunTest : public ScanTest {
   std::string List(const std::string& name) { return fake.ReadFile(Data("tqfilelists/") + name); }
   bool HasList(const std::string& name) { return fake.Has(Data("tqfilelists/") + name); }
   void PutList(const std::string& name, const std::string& text) { fake.WriteFile(Data("tqfilelists/") + name, text); }
+  void RemoveList(const std::string& name) { fake.Remove(Data("tqfilelists/") + name); }
   /// Names in the lists folder, sorted.
   std::vector<std::string> Folder() {
     std::vector<std::string> names = fake.Names(Data("tqfilelists"));
     std::sort(names.begin(), names.end());
     return names;
   }
-  /// A registry of (vguid, mount point, days since last seen).
-  void PutRegistry(const std::vector<std::tuple<std::string, std::string, int>>& volumes) {
+  /// A registry that knows the drive as often as there are numbers of days since it was seen.
+  void PutRegistry(const std::vector<int>& daysSinceSeen) {
     TqVolumeInfoList list;
-    for (const auto& [vguid, mountPoint, days] : volumes) {
+    for (const int days : daysSinceSeen) {
       TqVolumeInfo* record = list.AddNew();
       record->Reset();
-      record->SetVguid(vguid);
-      record->mountPointPath = mountPoint.c_str();
+      record->SetVguid(kDataGuid);
+      record->mountPointPath = "/Volumes/Drive/";
       record->lastTimeVolumeWasSeenAttachedGmtMillis = fake.nowMillis - days * 86'400'000LL;
     }
     ASSERT_TRUE(TqUiUtil::TqVolumesXml_WriteTqVolumesXmlFile("000", list));

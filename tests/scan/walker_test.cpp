@@ -215,6 +215,18 @@ TEST_F(WalkerTest, AVolumeThatVanishesMidWalkIsMarked) {
   EXPECT_FALSE(fake.Has(walk.listFilePath));
 }
 
+TEST_F(WalkerTest, AVolumeThatVanishesWithinAListingIsMarked) {
+  fake.WriteFile("/Volumes/Data/v/x", "x");
+  fake.Find("/Volumes/Data/v")->readErrno = EIO;
+  fake.Find("/Volumes/Data/v")->readErrnoAfter = 1;
+  fake.fault = [&](std::string_view operation, std::string_view path) {
+    if (operation == "query" && path == "/Volumes/Data/v/x") fake.Unmount("/Volumes/Data");
+    return 0;
+  };
+  EXPECT_EQ(OneLevel("/Volumes/Data/v"), Block("/Volumes/Data/v", 0)) << "the listing itself did not fail";
+  EXPECT_TRUE(output.IsInterrupted("/Volumes/Data/"));
+}
+
 TEST_F(WalkerTest, WithoutBufferingEveryLineGoesToDiskAtOnce) {
   output = TqListOutput(/*bufferingOff=*/true);
   run.bufferingOff = true;

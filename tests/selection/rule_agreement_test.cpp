@@ -84,13 +84,14 @@ class RuleAgreementTest : public SelectionTest {
                            "volumes/ext/users/",
                            "volumes/nine/us",
                            "volumes/ext/",
+                           "volumes//us",
                            "volumes/we_still",
                            "\xC3\xA9t\xC3\xA9/",
                            "v",
                            "vo"};
   const Words kPieces = {"/Library/", "caches/", "save", "a", ".app", "/\xC3\x89", "bob/", "\\", "user"};
-  const Words kEnds = {"/x.txt", ".TXT", "notes.", "e.gz", "/README", ".d/y", ".d\\y", ".db", "mach"};
-  const Words kExtensions = {"txt", "gz", "DB", "app"};
+  const Words kEnds = {"/x.txt", ".TXT", "notes.", "e.gz", "/README", ".d/y", ".d\\y", ".db", "save"};
+  const Words kExtensions = {"txt", "gz", "DB", "app", "d\\y"};
   const Words kVolumes = {"/Volumes/Ext", "/volumes/Nine", "/Volumes/\xC3\xA9", "/Volumes/", "/Volumes", "/vo"};
   std::mt19937 random_{20'071'228};
 };

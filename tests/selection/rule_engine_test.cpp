@@ -97,7 +97,7 @@ TEST_F(RuleEngineTest, BadElementsAreSkippedWithTheirCode) {
     if (code == 'D') continue;
     const std::string attribute = attributes[code - 'A'];
     std::string rule = Rule("users/");
-    rule.insert(rule.find(attribute), "x");
+    rule[rule.find(attribute)] = '_';
     ASSERT_TRUE(Parse(Rule("ok") + rule, "bad"));
     const std::string tail = code == 'A' ? ", Here is xmlSnippet : <" : code == 'E' ? ",   Here is" : ", Here is";
     EXPECT_TRUE(Logged(std::string("BAD_EXCLUDEFNAME_RULE_") + code + ".  XML rule num=1 did not contain criteria \"" +

@@ -125,7 +125,7 @@ TEST_F(RuleFilesTest, RulesFromTheSettingsAreRetriedAndLimited) {
   EXPECT_FALSE(ParseTqInfo_MakeIntoExcludeFileNameRulesXml(text));
   EXPECT_FALSE(text.Contains("old"));
   std::string types;
-  for (int i = 0; i < 9998; ++i) types += "," + std::to_string(i);
+  for (int i = 0; i < 9998; ++i) types += std::to_string(i) + ",";
   WriteSettings("<g excludefiletypes=\"" + types + "\" /><tqdirfilter dir=\"/gone/\" whichfiles=\"none\" />");
   fake.Find(Data("tqinfo.xml"))->openErrno = EACCES;
   EXPECT_FALSE(ParseTqInfo_MakeIntoExcludeFileNameRulesXml(text));

@@ -105,7 +105,7 @@ TEST_F(SettingsTest, FilesToWatch) {
   ASSERT_TRUE(ParseTqInfoForFilesToWatch(dirs));
   ASSERT_EQ(dirs.size(), 4u);
   EXPECT_STREQ(dirs[0].dir.c_str(), "/users/");
-  EXPECT_STREQ(dirs[0].extensions.At(0).c_str(), "doc");
+  EXPECT_STREQ(dirs[0].extensions.At(1).c_str(), "txt");
   EXPECT_STREQ(dirs[0].extensions.At(2).c_str(), " mp3");  // a lone extension is not trimmed
   EXPECT_TRUE(dirs[1].none && !dirs[1].all && dirs[2].all);
   EXPECT_EQ(dirs[3].extensions.Count(), 1);

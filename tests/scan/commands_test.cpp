@@ -1,0 +1,92 @@
+#include "scan/commands.h"
+
+#include "tests/scan/scan_fixture.h"
+
+class CommandsTest : public ScanTest {
+ protected:
+  static TqStringVector Words(std::initializer_list<const char*> words) {
+    TqStringVector arguments;
+    for (const char* word : words) arguments.Add(word);
+    return arguments;
+  }
+  /// Runs `command`; gives its status, what it printed is in `out` and `err`.
+  int Call(const TqCommand& command, const TqStringVector& arguments) {
+    char* texts[2] = {};
+    std::size_t sizes[2] = {};
+    TqCommandCall call{"tqfilelist", arguments, open_memstream(&texts[0], &sizes[0]),
+                       open_memstream(&texts[1], &sizes[1]), run};
+    int status = -1;
+    try {
+      status = RunCommandOfTable(command, call);
+    } catch (const ExitCalled& exit) {
+      status = exit.status;
+    }
+    out = Closed(call.out, texts[0]);
+    err = Closed(call.err, texts[1]);
+    return status;
+  }
+  int Call(const TqStringVector& arguments, TqStage stage) { return Call(*FindCommand(arguments, stage), arguments); }
+  static std::string Closed(std::FILE* file, char*& text) {
+    std::fclose(file);
+    const std::string copy = text;
+    std::free(text);
+    return copy;
+  }
+  TqRunState run;
+  std::string out;
+  std::string err;
+};
+
+TEST_F(CommandsTest, EveryWordThatBeginsLikeHelpPrintsTheUsage) {
+  for (const char* word : {"-h", "-help", "-hat"}) {
+    EXPECT_EQ(Call(Words({word}), TqStage::kBeforeSettings), 1);
+    EXPECT_EQ(out, "");
+    EXPECT_TRUE(
+        err.starts_with("Usage: tqfilelist [-h] [-<other options described below>]\n\n -h generates this message\n"));
+    EXPECT_TRUE(
+        err.ends_with("\n\n -explainfile <fileThatShouldBeBackedUp> <generatedReportFileName> explains all\n"
+                      " -retentioninfo\n\n"));
+    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 39);
+  }
+}
+
+TEST_F(CommandsTest, WordsAreExactAndHaveTheirStage) {
+  EXPECT_EQ(Call(Words({"-version", "ignored"}), TqStage::kBeforeSettings), 0);
+  EXPECT_EQ(out, Joined("VERSION: ", TqVersionString(), "\n"));
+  EXPECT_EQ(FindCommand(Words({"-version"}), TqStage::kAfterSettings), nullptr);
+  for (const char* word : {"-Version", "-versions", "version", ""}) {
+    EXPECT_EQ(FindCommand(Words({word}), TqStage::kBeforeSettings), nullptr) << word;
+    EXPECT_EQ(FindCommand(Words({word}), TqStage::kAfterSettings), nullptr) << word;
+  }
+  EXPECT_EQ(FindCommand(Words({}), TqStage::kAfterSettings), nullptr);
+}
+
+TEST_F(CommandsTest, MissingOperandsAreTold) {
+  const TqCommand command{"-two", [](TqCommandCall& call) { return call.Operand(2).IsEmpty() ? 5 : 6; },
+                          TqStage::kAfterSettings, 2};
+  EXPECT_EQ(Call(command, Words({"-two", "a"})), 0);
+  EXPECT_EQ(out, "Must have additional arg for: -two\n");
+  EXPECT_EQ(Call(command, Words({"-two", "a", ""})), 5) << "an empty word is an operand";
+  EXPECT_EQ(Call(command, Words({"-two", "a", "b"})), 6);
+}
+
+TEST_F(CommandsTest, TwoWaysIntoTheScanRun) {
+  EXPECT_EQ(Call(Words({"-urgent_refresh_all"}), TqStage::kAfterSettings), 0);
+  EXPECT_TRUE(run.urgent);
+  EXPECT_FALSE(run.firstInstall);
+  run = TqRunState();
+  EXPECT_EQ(Call(Words({"-first_install_time_urgent"}), TqStage::kAfterSettings), 0);
+  EXPECT_TRUE(run.urgent);
+  EXPECT_TRUE(run.firstInstall);
+  EXPECT_EQ(CountLogged("got three hour lock, starting scan...."), 2);
+}
+
+TEST_F(CommandsTest, OnlyTheDirectoryListingsRestrictSideEffects) {
+  fake.MakeFolders("/folder");
+  Call(Words({"-fileinfo", "/folder"}), TqStage::kAfterSettings);
+  EXPECT_EQ(fake.sideEffectRestrictions, 0);
+  Call(Words({"-dirlist", "/folder"}), TqStage::kAfterSettings);
+  EXPECT_EQ(fake.sideEffectRestrictions, 1);
+  Call(Words({"-dirlistdetail", "/folder"}), TqStage::kAfterSettings);
+  EXPECT_EQ(fake.sideEffectRestrictions, 2);
+}
