@@ -124,8 +124,8 @@ TEST_F(VolumeQueryTest, AttachedVolumesAreLocalBrowsableAndListedOnce) {
 
 TEST_F(VolumeQueryTest, ARootKeptBackByPrivacyProtectionIsNotEmpty) {
   AddIdentified("/Volumes/Disk", kDiskGuid);
-  fake.fault = [](std::string_view operation, std::string_view path) {
-    return operation == "list" && path.starts_with("/Volumes/Disk") ? EPERM : 0;
+  fake.fault = [](std::string_view operation, std::string_view listed) {
+    return operation == "list" && listed.starts_with("/Volumes/Disk") ? EPERM : 0;
   };
   EXPECT_EQ(TypeOf("/Volumes/Disk"), "em");
   fake.privacyErrno = EPERM;
