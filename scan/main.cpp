@@ -9,12 +9,14 @@
 //   base/       texts, files and processes
 //     string, vector, hash_table, text_codec, json_text, xml_snippets
 //     clock, log, system_info, install_record (folders, host GUID)
-//     file_info (listing), file_io, fast_file_reader, xml_files, run_command, file_lock, access_check
+//     file_info (listing), file_io, fast_file_reader, xml_files, run_command, file_lock, access_check,
+//     file_probe (why a file cannot be read)
 //   selection/  what the user wants backed up
-//     settings (tqinfo.xml), rule_texts and rule_files (the exclusion rules), rule_engine (the decision per file)
+//     settings and settings_edit (tqinfo.xml), rule_texts and rule_files (the exclusion rules), rule_engine (the
+//     decision per file), explain_report (how a decision is told)
 //   volumes/    which volumes there are
 //     volume_info, volume_identity (vguids), volume_query, volume_registry, selected_volumes, drive_summary,
-//     defcon (urgency), drive_ping
+//     default_settings, defcon (urgency), drive_ping
 //   scan/       the lists
 //     client_services             reads and reports for the client's other programs
 //     run_state                   what a run carries along: stop request, scan lock
@@ -25,6 +27,7 @@
 //     list_swap, list_upkeep      lists into place, stubs, cleaning up
 //     top_dir_step                one turn of the main loop
 //     scan_run                    the run from lock to unlock
+//     file_reports, volume_reports, system_reports, explain_command: what the commands answer
 //     command_call, commands      the command table
 //     main                        start-up only
 

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <map>
 #include <string>
+#include <thread>
 
 #include "base/file_info.h"
 #include "base/file_io.h"
@@ -128,16 +129,20 @@ TEST_F(RealFilesTest, ATimeoutKillsTheWholeGroupAndKeepsItsOutput) {
   const auto start = std::chrono::steady_clock::now();
   const std::string command =
       "{ trap '' TERM; echo started; echo err 1>&2; sleep 30 & echo $! > " + Path("pid") + "; wait; }";
-  const auto slow = TqSystem::RunCommand(command.c_str(), true, 1);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+  const auto slow = TqSystem::RunCommand(command.c_str(), true, 2);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
   ASSERT_NE(slow, nullptr);
   EXPECT_EQ(*slow, "started\nerr\n");
   int grandchild = 0;
   std::ifstream(Path("pid")) >> grandchild;
   ASSERT_GT(grandchild, 1);
-  // Gone, or a zombie that nobody reaped yet: that has no command line any more.
-  std::string commandLine;
-  std::ifstream("/proc/" + std::to_string(grandchild) + "/cmdline") >> commandLine;
+  // Gone, or a zombie that nobody reaped yet: that has no command line any more. Dying may take a moment.
+  std::string commandLine = "unread";
+  for (int look = 0; look < 100 && !commandLine.empty(); ++look) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    commandLine.clear();
+    std::ifstream("/proc/" + std::to_string(grandchild) + "/cmdline") >> commandLine;
+  }
   EXPECT_EQ(commandLine, "");
 }
 

@@ -116,6 +116,7 @@ TEST_F(ScanRunTest, RefusesToRun) {
   refuses(0, "no drives selected for backup, exiting...");
   fake.Remove(Data("tqinfo.xml"));
   refuses(0, "got three hour lock");
+  EXPECT_EQ(CountLogged("LoadAllExcludeFilenameRulesProperly returned false"), 1) << "missing settings end it silently";
 }
 
 TEST_F(ScanRunTest, SecondCopyExitsQuietly) {
