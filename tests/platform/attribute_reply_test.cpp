@@ -109,7 +109,7 @@ TEST(AttributeReplyTest, ReadsTheFinderFlagsAlone) {
   std::uint16_t flags = 1;
   ASSERT_TRUE(DecodeFinderReply(reply, flags));
   EXPECT_EQ(flags, 0x2000);
-  Put(reply, 0, std::uint32_t{8});
+  Put(reply, 0, std::uint32_t{39});
   EXPECT_FALSE(DecodeFinderReply(reply, flags));
 }
 
