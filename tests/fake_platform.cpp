@@ -484,7 +484,7 @@ int FakePlatform::MakeHiddenDirectory(const char* path, unsigned mode) {
 
 int FakePlatform::ChangeMode(const char* path, unsigned mode) {
   if (const int error = Fault("chmod", path); error != 0) return error;
-  const std::shared_ptr<Node> node = Resolve(path, true);
+  const std::shared_ptr<Node> node = Resolve(path, false);
   if (node == nullptr) return ENOENT;
   node->mode = mode;
   return 0;
