@@ -41,8 +41,17 @@ bool EveryComponentAllows(const platform::LoginFacts& login, std::string_view pa
 }  // namespace
 
 bool TqSystem::CurrentLoginCanRead(std::string_view path, TqString& detail) {
+  const TqString name(path);
+  platform::FileFacts facts;
+  int error = platform::TheFiles().StatThroughLinks(name.c_str(), facts);
+  // Opening a device or FIFO is heard at its other end; a question must not be.
+  const bool isOpenable = facts.kind == platform::EntryKind::kRegular || facts.kind == platform::EntryKind::kDirectory;
+  if (error == 0 && !isOpenable) {
+    detail = "not_a_regular_file";
+    return false;
+  }
   platform::Descriptor file;
-  const int error = file.Open(TqString(path).c_str(), platform::OpenMode::kRead);
+  if (error == 0) error = file.Open(name.c_str(), platform::OpenMode::kRead);
   detail = error == 0 ? TqString("open_succeeded") : Joined("errno=", error, " (", std::strerror(error), ")");
   return error == 0;
 }

@@ -6,7 +6,8 @@
 
 namespace TqSystem {
 
-/// Whether the process can open `path` for reading: "open_succeeded" or "errno=<n> (<text>)" goes to `detail`.
+/// Whether the process can open `path` for reading: "open_succeeded" or "errno=<n> (<text>)" goes to `detail`. FIFOs,
+/// sockets and devices are never opened: "not_a_regular_file".
 bool CurrentLoginCanRead(std::string_view path, TqString& detail);
 /// The account name of the effective user id; its decimal number when it has none.
 TqString CurrentLoginName();

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "base/file_info.h"
 #include "platform/descriptor.h"
 
 namespace TqFile {
@@ -15,6 +16,7 @@ namespace {
 
 constexpr std::size_t kPieceBytes = 1'048'576;
 constexpr std::int32_t kWindowsHeaderBytes = 1'000'000;
+constexpr std::int64_t kMostForkBytes = INT32_MAX;
 
 enum Reason : int { kReadable, kMissing, kDirectory, kDenied, kNotRegular, kOpenFailed, kReadFailed };
 
@@ -92,16 +94,18 @@ bool Is64BitWindowsLibrary(std::string_view path) {
   return isLibrary && LittleEndian(bytes, at + 24, 2) == 0x020B;
 }
 
-char* ReadResourceForkIntoBuf(std::string_view path, std::int64_t* numBytes) {
-  *numBytes = 0;
+char* ReadResourceForkIntoBuf(std::string_view path, std::int64_t& numBytes) {
+  numBytes = 0;
+  TqFileInfo info;
+  if (!GetInfoAboutFileOrDir(path, info) || info.rsrcSize < 1 || info.rsrcSize > kMostForkBytes) return nullptr;
   std::string bytes;
-  if (platform::TheFiles().ReadResourceFork(TqString(path).c_str(), bytes) != 0 || bytes.size() > INT32_MAX)
-    return nullptr;
+  if (platform::TheFiles().ReadResourceFork(TqString(path).c_str(), bytes) != 0) return nullptr;
+  const auto size = static_cast<std::int64_t>(bytes.size());
+  if (size < 1 || size > kMostForkBytes) return nullptr;  // grown since it was measured
   auto* buffer = static_cast<char*>(std::malloc(bytes.size() + 1));
   if (buffer == nullptr) return nullptr;
-  std::memcpy(buffer, bytes.data(), bytes.size());
-  buffer[bytes.size()] = '\0';
-  *numBytes = static_cast<std::int64_t>(bytes.size());
+  std::memcpy(buffer, bytes.c_str(), bytes.size() + 1);
+  numBytes = size;
   return buffer;
 }
 

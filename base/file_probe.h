@@ -22,8 +22,8 @@ bool ReadFirstNbytesIntoBuf(std::string_view path, std::int32_t numBytes, TqStri
 /// 0x020B.
 bool Is64BitWindowsLibrary(std::string_view path);
 
-/// The whole resource fork in a buffer from the C allocator that the caller frees, or null; above 2,147,483,647 bytes
-/// fails.
-char* ReadResourceForkIntoBuf(std::string_view path, std::int64_t* numBytes);
+/// The whole resource fork in a buffer from the C allocator that the caller frees, or null (`numBytes` 0): no fork, one
+/// above 2,147,483,647 bytes, or unreadable.
+char* ReadResourceForkIntoBuf(std::string_view path, std::int64_t& numBytes);
 
 }  // namespace TqFile

@@ -142,7 +142,7 @@ class Files {
   virtual int MakeDirectory(const char* path, unsigned mode) = 0;
   /// As MakeDirectory, and marks the folder hidden where the system knows such a mark (failing to mark it is no error).
   virtual int MakeHiddenDirectory(const char* path, unsigned mode) = 0;
-  /// `chmod`; links are followed.
+  /// Gives exactly `mode`. A final link is never followed, and no trailing "/" is allowed (it would make it followed).
   virtual int ChangeMode(const char* path, unsigned mode) = 0;
   /// Creates "<directory>/<prefix>XXXXXX<suffix>" with mode 0600 under a name nobody has and closes it again.
   virtual int MakeTemporaryFile(std::string_view directory, std::string_view prefix, std::string_view suffix,

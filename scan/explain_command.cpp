@@ -329,7 +329,9 @@ void TraceLogs(Report& report, const TqString& path) {
   }
   report.Write("Looking through ", logs.Count() + archives.Count(),
                " tqtransmit log files for mentions of this file\n");
-  for (const TqString* archive : archives) report.Write("  - not searched, compressed: ", *archive, "\n");
+  for (const TqString* archive : archives) {
+    report.Write("  - not searched, compressed: ", archive->Slice(archive->FindLastChar('/') + 1), "\n");
+  }
   TqStringVector lines;
   for (const TqString* log : logs) {
     for (const TqString* line : GrepForReport(report, *log, path)) lines.Add(*line);

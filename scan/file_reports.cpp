@@ -54,16 +54,15 @@ void PrintLogins(const TqCommandCall& call) {
 }
 
 void PrintWholeRead(const TqCommandCall& call, const TqString& path) {
-  TqString reason;
   std::int64_t numBytes = 0;
-  OwnedBuffer content;
-  if (TqFile::DiagnoseFileReadProblem(path, reason) == 0)
-    content.reset(TqFile::ReadLargeFileIntoBuf(path.c_str(), &numBytes));
+  const OwnedBuffer content(TqFile::ReadLargeFileIntoBuf(path.c_str(), &numBytes));
   if (content != nullptr) {
     call.Print("  successfully_read_in_file: ", numBytes, " bytes");
-  } else {
-    call.Print("  failed_to_read_file, detail=", reason);
+    return;
   }
+  TqString reason;
+  if (TqFile::DiagnoseFileReadProblem(path, reason) == 0) reason = "not_readable_into_memory";
+  call.Print("  failed_to_read_file, detail=", reason);
 }
 
 void PrintReadRights(const TqCommandCall& call, const TqString& path) {
@@ -239,10 +238,10 @@ int CopyResourceForkCommand(TqCommandCall& call) {
     return 0;
   }
   std::int64_t numBytes = 0;
-  const OwnedBuffer bytes(TqFile::ReadResourceForkIntoBuf(source, &numBytes));
+  const OwnedBuffer bytes(TqFile::ReadResourceForkIntoBuf(source, numBytes));
   if (bytes == nullptr || numBytes < 1) {
     call.Print("ERROR: Something went wrong reading resource fork.");
-  } else if (TqFile::WriteWholeFile(destination, {bytes.get(), static_cast<std::size_t>(numBytes)})) {
+  } else if (TqFile::WriteFileToDiskWithRetry(destination, {bytes.get(), static_cast<std::size_t>(numBytes)})) {
     call.Print("SUCCESS: Wrote ", numBytes, " bytes to file: ", destination);
   } else {
     call.Print("ERROR: Something went wrong writing to file: ", destination);

@@ -9,12 +9,15 @@
 //   base/       texts, files and processes
 //     string, vector, hash_table, text_codec, json_text, xml_snippets
 //     clock, log, system_info, install_record (folders, host GUID)
-//     file_info (listing), file_io, fast_file_reader, xml_files, run_command, file_lock, access_check
+//     file_info (listing), file_io, fast_file_reader, xml_files, run_command, file_lock,
+//     access_check and file_probe (looks at single files for the commands)
 //   selection/  what the user wants backed up
-//     settings (tqinfo.xml), rule_texts and rule_files (the exclusion rules), rule_engine (the decision per file)
+//     settings and files_to_watch (reading tqinfo.xml), settings_edit (writing it)
+//     rule_texts, mandatory_rules, rule_files and rule_loading (the exclusion rules), rule_index and rule_engine (the
+//     decision per file), explain_report (how a list line is judged and worded)
 //   volumes/    which volumes there are
-//     volume_info, volume_identity (vguids), volume_query, volume_registry, selected_volumes, drive_summary,
-//     defcon (urgency), drive_ping
+//     volume_info, volume_identity (vguids), volume_query, volume_registry, selected_volumes,
+//     default_settings (the first tqinfo.xml), drive_summary, defcon (urgency), drive_ping
 //   scan/       the lists
 //     client_services             reads and reports for the client's other programs
 //     run_state                   what a run carries along: stop request, scan lock
@@ -25,7 +28,8 @@
 //     list_swap, list_upkeep      lists into place, stubs, cleaning up
 //     top_dir_step                one turn of the main loop
 //     scan_run                    the run from lock to unlock
-//     command_call, commands      the command table
+//     command_call, commands      the command table and what each command gets
+//     file_reports, volume_reports, system_reports, explain_command   what the commands print
 //     main                        start-up only
 
 #include <cstdio>

@@ -32,10 +32,12 @@ std::string_view FirstLine(std::string_view text) {
   return Trimmed(text.substr(0, text.find('\n')));
 }
 
-/// Sets the mode of a real directory; links are never followed. A missing folder has nothing to repair.
+/// Sets the mode of a real directory. A link in its place is not followed: everybody may write to the data folder, and
+/// whoever puts one there must not have the mode of another folder changed. A missing folder has nothing to repair.
 bool RepairFolder(const TqString& folder, unsigned mode) {
   if (!TqFile::Exists(folder)) return true;
-  return TqFile::IsDirectory(folder) && platform::TheFiles().ChangeMode(folder.c_str(), mode) == 0;
+  const TqString path(folder.Slice(0, folder.Length() - 1));  // a trailing "/" would follow the link
+  return TqFile::IsDirectory(path) && platform::TheFiles().ChangeMode(path.c_str(), mode) == 0;
 }
 
 bool FixPermissions() {

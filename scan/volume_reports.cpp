@@ -144,6 +144,11 @@ TqString VolumeListText(const TqVolumeInfoList& attached) {
   return text;
 }
 
+/// Long enough, and really below the flags folder: ".." must not lead out of it again.
+bool IsAllowedListPath(const TqString& path, const TqString& flags) {
+  return path.Length() >= kShortestListPath && path.StartsWith(flags) && !path.Contains("/../");
+}
+
 int FailListFile(const TqCommandCall& call, std::string_view logged, std::string_view printed) {
   Log(logged);
   call.Print(printed);
@@ -305,7 +310,7 @@ int ListVolumesToFileCommand(TqCommandCall& call) {
   const TqString flags = TqInstall::FlagsFolder();
   const TqString output =
       call.OperandCount() >= 1 ? call.Operand(1) : Joined(flags, TqSystem::NowGmtMillis(), "_list_volumes.txt");
-  if (output.Length() < kShortestListPath || !output.StartsWith(flags)) {
+  if (!IsAllowedListPath(output, flags)) {
     const TqString text = Joined("ERROR: The output file argument was too short or did not begin with ", flags);
     return FailListFile(call, text, Joined(text, "/\n"));
   }
@@ -315,11 +320,11 @@ int ListVolumesToFileCommand(TqCommandCall& call) {
   }
   TqInstall::CreateSubFolder(flags);
   const TqString temporary = Joined(output, ".tqtmp");
-  if (!TqFile::WriteWholeFile(temporary, VolumeListText(attached))) {
+  if (!TqFile::WriteFileToDiskWithRetry(temporary, VolumeListText(attached))) {
     const TqString text = Joined("ERROR: Could not write the file ", temporary);
     return FailListFile(call, text, text);
   }
-  if (!TqFile::AtomicMoveFile(temporary, output)) {
+  if (!TqFile::AtomicMoveFileWithRetry(temporary, output)) {
     TqFile::DeleteFile(temporary);
     const TqString text = Joined("ERROR: Could not atomically swap file ", temporary, "to", output);
     return FailListFile(call, text, text);

@@ -10,6 +10,7 @@ namespace {
 constexpr std::int32_t kSizeColumn = 19;
 constexpr std::int32_t kShortestLine = 21;
 constexpr std::int32_t kShortestPath = 2;
+constexpr std::string_view kListedBackslash = "_-backslash-_";
 
 struct SizeClass {
   std::int64_t below;  ///< bytes
@@ -36,11 +37,10 @@ std::int64_t WholeGigabytes(std::int64_t bytes) {
 bool FindOnDisk(std::string_view listed, TqString& path, TqFileInfo& info) {
   path = listed;
   if (TqFile::GetInfoAboutFileOrDir(path, info)) return true;
-  TqString restored(listed);
-  restored.ReplaceAll("_-backslash-_", "\\");
-  if (restored == path || !TqFile::GetInfoAboutFileOrDir(restored, info)) return false;
-  path = restored;
-  return true;
+  if (!path.Contains(kListedBackslash)) return false;
+  path.ReplaceAll(kListedBackslash, "\\");
+  // The query drops one separator at the end, and a backslash is one to it.
+  return TqFile::GetInfoAboutFileOrDir(path.EndsWith("\\") ? Joined(path, "/") : path, info);
 }
 
 TqListHit WholeLineHit(TqHitClass hitClass, std::string_view className, std::string_view line) {

@@ -97,6 +97,7 @@ class SettingsEdit {
         return false;
       case TqFile::SwapResult::kMoveFailed:
         Log("ERROR: TqInfoManager::", setter_, " - could not atomic swap in tqinfo.xml from file: ", path_, ".tmp");
+        TqFile::DeleteFile(Joined(path_, ".tmp"));
         return false;
       case TqFile::SwapResult::kDone:
         break;
@@ -206,6 +207,10 @@ TqString FoldedMountPoint(std::string_view mountPoint) {
 bool LiesOn(const TqString& dir, const TqString& mountPoint) {
   if (mountPoint == "/" && dir.StartsWith("/volumes/")) return false;
   return dir.StartsWith(mountPoint);
+}
+
+std::size_t CountFilters(const TqString& text) {
+  return FindFilters(text, FindDoBackupContent(text)).size();
 }
 
 bool HasFilterOn(const TqString& text, const TqString& foldedMountPoint) {
@@ -436,8 +441,13 @@ bool WriteSelectedVolumes(const std::vector<TqSelectedVolume>& volumes) {
   if (!FindDoBackupContent(edit.Text()).IsFound()) return edit.NotFound("<do_backup");
   for (const TqSelectedVolume& volume : volumes) {
     if (HasFilterOn(edit.Text(), FoldedMountPoint(volume.mountPoint))) continue;
+    const std::vector<TqDirFilter> filters = DefaultDirFilters(volume.mountPoint);
+    // Readers ignore what goes beyond; "all" without the folders that are left out would be worse than nothing.
+    if (CountFilters(edit.Text()) + filters.size() > TQ_INFO_MAX_NUM_DIR_FILTERS) {
+      return RefuseTooManyFilters("SetVolumesSelectedForBackup");
+    }
     TqString filterLines;
-    for (const TqDirFilter& filter : DefaultDirFilters(volume.mountPoint)) filterLines.Append(FilterLine(filter));
+    for (const TqDirFilter& filter : filters) filterLines.Append(FilterLine(filter));
     AppendFilterLines(edit.Text(), filterLines);
   }
   return edit.Save();

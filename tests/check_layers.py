@@ -14,7 +14,8 @@ import sys
 import tempfile
 
 LAYERS = ["platform", "base", "selection", "volumes", "scan"]
-BESIDE = ["tests", "bench", "fuzz", "tools"]
+TOOLS = "tools"  # programs of their own on top of the layers, which need nothing from the tests
+BESIDE = ["tests", "bench", "fuzz", TOOLS]
 SOURCE_ENDINGS = (".cpp", ".mm")
 SYSTEM_NAMES = re.compile(r"__APPLE__|__MACH__|__linux|__gnu_linux|\blinux\b|\bunix\b|__unix|_WIN32|_WIN64|__FreeBSD__|"
                           r"__OpenBSD__|__NetBSD__|TARGET_OS_|\bTQ_(MAC|LINUX|WIN)")
@@ -73,6 +74,8 @@ class Checker:
                 other = name.split("/")[0]
                 if name not in self.texts:
                     self.faults.append(f"{path}: includes \"{name}\", which is no file of the project")
+                elif layer == TOOLS and other not in LAYERS + [TOOLS]:
+                    self.faults.append(f"{path}: includes sideways: {name}")
                 elif layer in LAYERS and (other not in LAYERS or LAYERS.index(other) > LAYERS.index(layer)):
                     self.faults.append(f"{path}: includes upward: {name}")
 
@@ -135,7 +138,7 @@ class Checker:
             for number, in_body in system_conditionals(text):
                 if in_body:
                     self.faults.append(f"{path}:{number}: chooses by operating system inside a body")
-                elif layer in LAYERS[1:]:
+                elif layer in LAYERS[1:] + [TOOLS]:
                     self.faults.append(f"{path}:{number}: chooses by operating system above the platform layer")
 
 
@@ -184,6 +187,9 @@ def self_test(root):
     planted = {
         "includes upward: scan/": prepend("base/string.h", '#include "scan/walker.h"\n'),
         "includes upward: tests/": prepend("scan/walker.cpp", '#include "tests/fake_platform.h"\n'),
+        "includes upward: tools/": both(
+            prepend("tools/planted.h", "#pragma once\n"), prepend("scan/walker.cpp", '#include "tools/planted.h"\n')),
+        "includes sideways: tests/": prepend("tools/tqsetup.cpp", '#include "tests/fake_platform.h"\n'),
         "which is no file of the project": prepend("base/string.h", '#include "base/nowhere.h"\n'),
         "base/string: needs base/file_lock, which comes later":
             prepend("base/string.cpp", '#include "base/file_lock.h"\n'),

@@ -401,7 +401,7 @@ int FakePlatform::MakeDirectory(const char* path, unsigned mode) {
 
 int FakePlatform::ChangeMode(const char* path, unsigned mode) {
   std::shared_ptr<Node> node;
-  if (const int error = Look("chmod", path, true, node); error != 0) return error;
+  if (const int error = Look("chmod", path, false, node); error != 0) return error;
   node->mode = mode;
   return 0;
 }

@@ -1,5 +1,6 @@
 // tqsetup: what the installer leaves behind, for a machine without one. Writes the install record, the data folder and
-// the default settings, and selects volumes for backup. It never overwrites what is there.
+// the default settings, and selects volumes for backup. It never overwrites what is there, and looks at everything that
+// could refuse before it writes anything.
 
 #include <cstdio>
 #include <string_view>
@@ -13,9 +14,13 @@
 #include "selection/settings.h"
 #include "volumes/default_settings.h"
 #include "volumes/volume_info.h"
+#include "volumes/volume_query.h"
 #include "volumes/volume_registry.h"
 
 namespace {
+
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
 
 constexpr std::string_view kUsage =
     "Usage: tqsetup [--data-dir DIR] [--select MOUNT]...\n"
@@ -25,43 +30,56 @@ constexpr std::string_view kUsage =
     "Settings that exist are never overwritten.\n"
     "\n"
     "  --data-dir DIR   keep the client's state in DIR (absolute; default: tqdata in the install folder)\n"
-    "  --select MOUNT   back up the volume mounted at MOUNT; may be repeated (default: every ordinary volume)\n"
-    "  --help           show this text\n";
+    "  --select MOUNT   back up the volume mounted at MOUNT; may be repeated (default: every ordinary\n"
+    "                   volume); other volumes are left alone\n"
+    "  --help           show this text\n"
+    "\n"
+    "Exit status: 0 ready, 1 nothing done or not all (the reason goes to standard error), 2 wrong usage.\n";
 
 struct SetupOptions {
   TqString dataDir;
-  TqStringVector mountPoints;
+  TqStringVector mountPoints;  ///< each with its trailing "/"
   bool wantsHelp = false;
 };
 
-template <typename... Pieces>
-void Print(const Pieces&... pieces) {
-  const TqString text = Joined(pieces..., "\n");
-  std::fwrite(text.c_str(), 1, static_cast<std::size_t>(text.Length()), stdout);
+void Write(std::FILE* out, std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), out);
 }
 
 template <typename... Pieces>
-int Fail(const Pieces&... pieces) {
-  const TqString text = Joined("tqsetup: ", pieces..., "\n");
-  std::fwrite(text.c_str(), 1, static_cast<std::size_t>(text.Length()), stderr);
-  return 1;
+void Print(const Pieces&... pieces) {
+  Write(stdout, Joined(pieces..., "\n"));
+}
+
+template <typename... Pieces>
+bool Fail(const Pieces&... pieces) {
+  Write(stderr, Joined("tqsetup: ", pieces..., "\n"));
+  return false;
+}
+
+/// More than separators, and from the root on.
+bool IsUsableDataDir(const TqString& dataDir) {
+  return dataDir.StartsWith("/") && dataDir.View().find_first_not_of('/') != std::string_view::npos;
 }
 
 bool ParseOptions(int argc, char** argv, SetupOptions& options) {
   for (int i = 1; i < argc; ++i) {
     const std::string_view word = argv[i];
-    const bool hasValue = i + 1 < argc;
+    const bool takesValue = word == "--data-dir" || word == "--select";
     if (word == "--help") {
       options.wantsHelp = true;
-    } else if (word == "--data-dir" && hasValue) {
-      options.dataDir = argv[++i];
-    } else if (word == "--select" && hasValue) {
-      options.mountPoints.Add(argv[++i]);
+    } else if (!takesValue) {
+      return Fail("unknown option: ", word);
+    } else if (i + 1 == argc) {
+      return Fail("option needs a value: ", word);
+    } else if (word == "--select") {
+      options.mountPoints.Add(TqFile::WithTrailingSlash(argv[++i]));
     } else {
-      return false;
+      options.dataDir = argv[++i];
+      if (!IsUsableDataDir(options.dataDir)) return Fail("no usable absolute path: ", options.dataDir);
     }
   }
-  return options.dataDir.IsEmpty() || options.dataDir.StartsWith("/");
+  return true;
 }
 
 TqString InstallRecordPath() {
@@ -72,6 +90,37 @@ TqString InstallRecordPath() {
 TqString NewHostGuid() {
   return TqString(TqUiUtil::CreateNewTqVolumeGuid().Slice(kVguidLength - kHguidLength));
 }
+
+// --- what could refuse, before anything is written ---
+
+/// Every volume that was asked for must be attached and of the ordinary kind; without any asked for there must be one.
+bool CheckVolumes(const TqStringVector& asked) {
+  TqVolumeInfoList attached;
+  if (!TqUiUtil::QueryAllAttachedVolumesForVolumeInfo(&attached)) return Fail("could not query the attached volumes");
+  TqStringVector ordinary;
+  TqStringVector others;
+  for (const TqVolumeInfo* volume : attached) {
+    (volume->IsType("gm") ? ordinary : others).Add(volume->mountPointPath);
+  }
+  for (const TqString* mountPoint : asked) {
+    if (others.Find(*mountPoint) >= 0) return Fail("empty, or no volume for backup: ", *mountPoint);
+    if (ordinary.Find(*mountPoint) < 0) return Fail("no volume is mounted at: ", *mountPoint);
+  }
+  return ordinary.Count() > 0 || Fail("no volume to back up is attached");
+}
+
+bool CheckDataFolder(const SetupOptions& options) {
+  const bool hasRecord = TqFile::Exists(InstallRecordPath());
+  const TqString wanted = TqFile::WithTrailingSlash(options.dataDir);
+  if (hasRecord && !options.dataDir.IsEmpty() && wanted != TqInstall::DataFolder()) {
+    return Fail("the install record names another data folder, nothing changed: ", TqInstall::DataFolder());
+  }
+  const TqString folder = options.dataDir.IsEmpty() ? TqInstall::DataFolder() : wanted;
+  const TqString settings = Joined(folder, "tqinfo.xml");
+  return !TqFile::Exists(settings) || Fail("settings exist already, nothing changed: ", settings);
+}
+
+// --- the steps ---
 
 /// Writes the install record when it is missing.
 bool EnsureInstallRecord(const SetupOptions& options) {
@@ -84,42 +133,49 @@ bool EnsureInstallRecord(const SetupOptions& options) {
   const TqString text =
       Joined("<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<contents>\n<datadir>", TqFile::XmlEscaped(dataDir),
              "</datadir>\n<hguid>", NewHostGuid(), "</hguid>\n</contents>\n");
-  if (!TqInstall::MakeFolders(TqInstall::InstallFolder()) || !TqFile::WriteFileAndSwapIn(path, text)) return false;
+  if (!TqInstall::MakeFolders(TqInstall::InstallFolder()) || !TqFile::WriteFileAndSwapIn(path, text)) {
+    return Fail("could not write the install record (are you allowed to?): ", path);
+  }
   TqInstall::Forget();
   Print("wrote install record: ", path);
   return true;
 }
 
-bool SelectVolumes(const TqStringVector& mountPoints) {
-  if (mountPoints.Count() > 0 && !TqInfoManager::SetVolumesSelectedForBackupEX(mountPoints)) return false;
-  if (!TqInfoManager::ReadControlPanelSettingsFromTqInfoXmlFile()) return false;
-  for (const TqSelectedVolume& volume : TqInfoManager::Settings().selectedVolumes) {
-    Print("selected for backup: ", volume.mountPoint, " vguid=", volume.vguid);
-  }
-  return true;
-}
-
-int SetUp(const SetupOptions& options) {
-  if (!EnsureInstallRecord(options)) return Fail("could not write the install record: ", InstallRecordPath());
-  if (!options.dataDir.IsEmpty() && TqFile::WithTrailingSlash(options.dataDir) != TqInstall::DataFolder()) {
-    return Fail("the install record names another data folder, nothing changed: ", TqInstall::DataFolder());
-  }
-  if (TqFile::Exists(TqInfoManager::TqInfoPath())) {
-    return Fail("settings exist already, nothing changed: ", TqInfoManager::TqInfoPath());
-  }
+bool CreateDataFolder() {
   if (!TqInstall::CreateDataFolder()) return Fail("could not create the data folder: ", TqInstall::DataFolder());
   Print("data folder: ", TqInstall::DataFolder());
   TqLog::OpenLog(Joined(TqInstall::LogsFolder(), "tqfilelist"), TqInstall::DataFolder());
-  if (!TqInfoManager::CreateDefault_tqinfo_xml(TqInfoManager::TqInfoPath())) {
-    return Fail("could not create the settings (see the log in ", TqInstall::LogsFolder(),
-                "): ", TqInfoManager::TqInfoPath());
+  return true;
+}
+
+bool CreateSettings(const TqStringVector& mountPoints) {
+  const TqString path = TqInfoManager::TqInfoPath();
+  if (!TqInfoManager::CreateDefault_tqinfo_xml(path, mountPoints)) {
+    return Fail("could not create the settings (see the log in ", TqInstall::LogsFolder(), "): ", path);
   }
-  Print("wrote default settings: ", TqInfoManager::TqInfoPath());
-  if (!SelectVolumes(options.mountPoints)) {
-    return Fail("could not select the volumes: every MOUNT must be an attached volume (see the log in ",
-                TqInstall::LogsFolder(), ")");
+  Print("wrote default settings: ", path);
+  return true;
+}
+
+/// Tells what is selected now. False when a volume that was asked for is not.
+bool ReportSelection(const TqStringVector& asked) {
+  if (!TqInfoManager::ReadControlPanelSettingsFromTqInfoXmlFile()) return Fail("could not read the settings back");
+  TqStringVector selected;
+  for (const TqSelectedVolume& volume : TqInfoManager::Settings().selectedVolumes) {
+    Print("selected for backup: ", volume.mountPoint, " vguid=", volume.vguid);
+    selected.Add(volume.mountPoint);
   }
-  return 0;
+  for (const TqString* mountPoint : asked) {
+    if (selected.Find(*mountPoint) < 0) return Fail("could not be given an identity, is it writable?: ", *mountPoint);
+  }
+  if (selected.Count() == 0) return Fail("no volume could be given an identity, so none is selected");
+  Print("ready: tqfilelist lists their files");
+  return true;
+}
+
+bool SetUp(const SetupOptions& options) {
+  return CheckDataFolder(options) && CheckVolumes(options.mountPoints) && EnsureInstallRecord(options) &&
+         CreateDataFolder() && CreateSettings(options.mountPoints) && ReportSelection(options.mountPoints);
 }
 
 }  // namespace
@@ -127,12 +183,13 @@ int SetUp(const SetupOptions& options) {
 int main(int argc, char** argv) {
   SetupOptions options;
   if (!ParseOptions(argc, argv, options)) {
-    std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
-    return 2;
+    Write(stderr, "\n");
+    Write(stderr, kUsage);
+    return kWrongUsage;
   }
   if (options.wantsHelp) {
-    std::fwrite(kUsage.data(), 1, kUsage.size(), stdout);
+    Write(stdout, kUsage);
     return 0;
   }
-  return SetUp(options);
+  return SetUp(options) ? 0 : kFailed;
 }

@@ -36,8 +36,10 @@ bool GiveVguid(TqVolumeInfo& volume) {
 }
 
 /// The attached volumes that are selected: the ordinary ones that have or get a vguid.
-void SelectVolumes(const TqVolumeInfoList& attached, TqVolumeInfoList& selected) {
+void SelectVolumes(const TqVolumeInfoList& attached, const TqStringVector& onlyMountPoints,
+                   TqVolumeInfoList& selected) {
   for (const TqVolumeInfo* volume : attached) {
+    if (onlyMountPoints.Count() > 0 && onlyMountPoints.Find(volume->mountPointPath) < 0) continue;
     TqVolumeInfo candidate;
     volume->CopyTo(candidate);
     if (!volume->IsType("gm")) {
@@ -56,11 +58,11 @@ std::vector<TqSelectedVolume> NamesOf(const TqVolumeInfoList& volumes) {
   return names;
 }
 
-TqSelectedVolume ScratchVolume(const std::vector<TqSelectedVolume>& volumes) {
-  for (const TqSelectedVolume& volume : volumes) {
-    if (TqFile::IsSystemVolume(volume.mountPoint)) return volume;
-  }
-  return {TqInfoSettings().scratchVguid, "/"};
+/// The boot volume, selected or not; without an identity it has the placeholder for one.
+TqSelectedVolume ScratchVolume() {
+  TqVolumeInfo volume;
+  const bool hasVguid = ReadVolume("/", volume) && volume.vguid[0] != '\0';
+  return {hasVguid ? TqString(volume.vguid) : TqInfoSettings().scratchVguid, "/"};
 }
 
 TqString ComputerName() {
@@ -78,7 +80,7 @@ bool SwapInWithShortPauses(const TqString& temporary, std::string_view path) {
 
 bool WriteSettings(std::string_view path, const TqString& text) {
   const TqString temporary = Joined(path, ".tmp");
-  if (!TqFile::WriteWholeFile(temporary, text)) {
+  if (!TqFile::WriteFileToDiskWithRetry(temporary, text)) {
     Log("ERROR: CreateDefault_tqinfo_xml failed to write out: ", temporary);
     return false;
   }
@@ -92,7 +94,10 @@ bool WriteSettings(std::string_view path, const TqString& text) {
 bool RegisterVolumes(const TqVolumeInfoList& selected) {
   TqString shortId;
   TqVolumeInfoList registry;
-  if (!TqUiUtil::TqVolumesXml_ReadTqVolumesXmlFile(shortId, registry)) return false;
+  if (!TqUiUtil::TqVolumesXml_ReadTqVolumesXmlFile(shortId, registry)) {
+    TqUiUtil::TqVolumesXml_QueryAttachDrives_UpdateTqVolXml();  // sets a damaged one aside and makes a new one
+    if (!TqUiUtil::TqVolumesXml_ReadTqVolumesXmlFile(shortId, registry)) return false;
+  }
   for (const TqVolumeInfo* volume : selected) {
     TqVolumeInfo* known = registry.FindVguid(volume->vguid);
     if (known != nullptr) {
@@ -106,7 +111,7 @@ bool RegisterVolumes(const TqVolumeInfoList& selected) {
 
 }  // namespace
 
-bool CreateDefault_tqinfo_xml(std::string_view path) {
+bool CreateDefault_tqinfo_xml(std::string_view path, const TqStringVector& onlyMountPoints) {
   Log("Entering TqInfoManager::CreateDefault_tqinfo_xml, fname: ", path);
   if (TqFile::Exists(path)) {
     Log("ERROR: CreateDefault_tqinfo_xml, file already exists: ", path);
@@ -120,9 +125,8 @@ bool CreateDefault_tqinfo_xml(std::string_view path) {
     Log(kCreator, "could not write prelim stagin file: ", TqUiUtil::TqVolumesXmlPath());
   }
   TqVolumeInfoList selected;
-  SelectVolumes(attached, selected);
-  const std::vector<TqSelectedVolume> names = NamesOf(selected);
-  return WriteSettings(path, DefaultTqInfoText(names, ScratchVolume(names), ComputerName())) &&
+  SelectVolumes(attached, onlyMountPoints, selected);
+  return WriteSettings(path, DefaultTqInfoText(NamesOf(selected), ScratchVolume(), ComputerName())) &&
          RegisterVolumes(selected);
 }
 

@@ -168,7 +168,7 @@ int PosixFiles::MakeDirectory(const char* path, unsigned mode) {
 }
 
 int PosixFiles::ChangeMode(const char* path, unsigned mode) {
-  return ErrnoOf(chmod(path, static_cast<mode_t>(mode)));
+  return ErrnoOf(fchmodat(AT_FDCWD, path, static_cast<mode_t>(mode), AT_SYMLINK_NOFOLLOW));
 }
 
 int PosixFiles::MakeTemporaryFile(std::string_view directory, std::string_view prefix, std::string_view suffix,

@@ -23,6 +23,10 @@ TEST_F(AccessCheckTest, CurrentLoginOpensTheFile) {
   fake.Find("/a/file")->openErrno = EACCES;
   EXPECT_FALSE(TqSystem::CurrentLoginCanRead("/a/file", detail));
   EXPECT_EQ(detail, "errno=13 (Permission denied)");
+  fake.MakeSpecial("/a/fifo", platform::EntryKind::kFifo);
+  fake.fault = [](std::string_view operation, std::string_view) { return operation == "open" ? EIO : 0; };
+  EXPECT_FALSE(TqSystem::CurrentLoginCanRead("/a/fifo", detail));
+  EXPECT_EQ(detail, "not_a_regular_file") << "and was never opened";
 }
 
 TEST_F(AccessCheckTest, ModeBitsOfEveryComponent) {

@@ -84,6 +84,23 @@ TEST_F(FileInfoTest, OnlyADirectoryThatCannotBeOpenedFailsTheListing) {
   EXPECT_TRUE(Logged(" readdir failed for dirName=\"/cut\", errno 5 (Input/output error)\n"));
 }
 
+TEST_F(FileInfoTest, PrivacyDenialsAreToldOnceAndNeverPassForEmptyFolders) {
+  for (const char* folder : {"/Mail", "/Safari"}) fake.MakeFolders(folder);
+  FailOn("/Mail", "list", EPERM);
+  TqString mail("/Mail");
+  EXPECT_FALSE(TqFile::GetListOfFileInfosInDir(&mail, &list));
+  EXPECT_FALSE(Logged("Full Disk Access"));  // where nothing of the kind exists, EPERM means something else
+
+  fake.privacyErrno = EPERM;
+  EXPECT_FALSE(TqFile::GetListOfFileInfosInDir(&mail, &list));
+  EXPECT_TRUE(Logged("look at \"/Mail\": it lacks Full Disk Access"));
+  fake.WriteFile("/vault", "");
+  FailOn("/vault", "query lstat", EPERM);
+  TqFileInfo info;
+  EXPECT_FALSE(TqFile::GetInfoAboutFileOrDir("/vault", info));
+  EXPECT_EQ(CountLogged("Full Disk Access"), 1);
+}
+
 TEST_F(FileInfoTest, SingleQueryConsultsTheExclusionMarkOnlyOnItsFallback) {
   auto& file = fake.WriteFile("/f", "abc");
   file.linkCount = 2;

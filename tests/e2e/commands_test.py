@@ -1,88 +1,12 @@
-"""The commands as a user meets them: what the built program prints and leaves behind."""
+"""The commands about volumes: what they leave behind on the volumes and in the registry."""
 
 import os
-import platform
 import re
 import xml.etree.ElementTree as ElementTree
 
 import mac_root
 import scan_case
 from scan_case import ScanCase
-
-# Every command of the table that answers without operands: words, and what the whole answer must look like.
-SIMPLE_ANSWERS = {
-    ("-version",): r"VERSION: \d+\.\d+\.\d+\n",
-    ("-oswithdetail",): r"OSwithDetail: MacOsX-10\.15\.7\n",
-    ("-is64bit",): r"I am a 64 bit process\.\n",
-    ("-istranslatedprocess",): r"not translated\n",
-    ("-archstring",): {"x86_64": r"x86_64\n", "aarch64": r"arm64\n"}.get(platform.machine(), r"UNKNOWN\n"),
-    ("-time",): r"gmtMillis=\d{13}, GMT=\d{14}, local=\d{14}, timezone=.*, offsetSeconds=-?\d+\n",
-    ("-retentioninfo",): r"none\n",
-    ("-printRam",): r"Hardware RAM in Bytes: .+ \(\d+\)\n",
-    ("-printMemUsage",): r"ResidentMem: .+ \(\d+\)\nVirtualMem: .+ \(\d+\)\n",
-    ("-listtimemachineuuids",): r"No backup volumes found\. This command is not implemented for Windows\.\n",
-    ("-attempt_run_tqtransmit64",): r"err_mac64: failed to find file to run: /Library/Kestrune\.tqpkg/tqtransmit\n",
-    ("-checkcodesignature",): r"FAIL:Please specify a path to a file\.\n",
-    ("-nonsense",): r"Unknown arg: -nonsense\n",
-    ("-Version",): r"Unknown arg: -Version\n",
-    ("-usetimemachineexcludes",): r"Unknown arg: -usetimemachineexcludes\n",
-    ("",): r"Unknown arg: \n",
-    ("-grep", "x"): r"Unknown arg: -grep\n",
-    ("-explainfile", "x"): r"Unknown arg: -explainfile\n",
-    ("-copy_rsrc_fork", "x"): r"Unknown arg: -copy_rsrc_fork\n",
-    ("-log_install_event", "t"): r"Must have additional arg for: -log_install_event\n",
-    **{(word,): f"Must have additional arg for: {word}\n" for word in
-       ("-diagnose_read_problem", "-open_file_exclusive", "-fileinfo", "-dllinfo", "-dirlist", "-dirlistdetail",
-        "-volumeinfo", "-getvolumeinfofromfilename")},
-    ("-assignvolumeguid",): r"FALSE: Must have additional arg for: -assignvolumeguid\n",
-    ("-fileinfo", "/nowhere"): r"FileInfo for: /nowhere\nFile does not exist\.\n",
-    ("-volumeinfo", "/Volumes/None/"): r"Volume does not exist or is not attached right now\.\n",
-    ("-dirlist", "/nowhere/"): r"Directory does not exist: /nowhere\n",
-    ("-dirlist", "/Users/bob/a.txt"): r"This is not a directory: /Users/bob/a\.txt\n",
-    ("-dirlist", "/Users/bob/link"): r"This is a symlink or reparse point: /Users/bob/link\n",
-    ("-dirlist", "/Users/empty"): r"Directory contained zero files: /Users/empty\n",
-    ("-igrep", "NEEDLE", "/Users/bob/a.txt"):
-        r"Grep returned the following for file: /Users/bob/a\.txt\nLine 2: a needle here\nLine 3: Needle\nDone\.\n",
-    ("-grep", "needle", "/Users/bob/a.txt"):
-        r"Grep returned the following for file: /Users/bob/a\.txt\nLine 2: a needle here\nDone\.\n",
-    ("-explainfile", "ab", "/tmp/report.txt"): r"\nERROR: file to explain must be at least 3 characters: ab\n",
-}
-STATUS_ONE = {("-checkcodesignature",), ("-listtimemachineuuids",)}
-
-
-class Answers(ScanCase):
-    def test_answers(self):
-        root = self.new_root()
-        root.select(root.SYSTEM)
-        root.write("/Users/bob/a.txt", "one\na needle here\nNeedle")
-        root.mkdir("/Users/empty")
-        os.symlink("a.txt", root.path("/Users/bob/link"))
-        for words, answer in SIMPLE_ANSWERS.items():
-            with self.subTest(words):
-                result = root.run(*words)
-                self.assert_ran(result, 1 if words in STATUS_ONE else 0)
-                self.assertRegex(result.out, r"\A" + answer + r"\Z")
-        listing = root.run("-dirlist", "/")
-        self.assertRegex(listing.out, r"\ADirList of \d+ items for: /\n\n Item   0 - (file| dir): \S+\n")
-        self.assertIn(" -  dir: Users\n", listing.out)
-        self.assertTrue(listing.out.endswith("End.\n"))
-        self.assertFalse(root.exists(root.lists + "topdirs.xml"), "no command may scan")
-
-    def test_usage_goes_to_standard_error(self):
-        root = self.new_root()
-        for word in ("-h", "-help", "-hurry"):
-            result = root.run(word)
-            self.assertEqual((result.status, result.out), (1, ""))
-            self.assertTrue(result.err.startswith("Usage: tqfilelist [-h] [-<other options described below>]\n\n"
-                                                  " -h generates this message\n -version prints out the version\n"))
-            self.assertTrue(result.err.endswith(" -retentioninfo\n\n"))
-
-    def test_a_command_creates_no_data_folder(self):
-        root = self.new_root(data="/Library/elsewhere/data")
-        os.rename(root.path("/Library/elsewhere"), root.path("/private/moved"))
-        for words in (("-version",), ("-listvolumes",), ("-update_tqdefcon_xml",), ("-log_install_event", "t", "f")):
-            root.run(*words)
-            self.assertFalse(root.exists("/Library/elsewhere"), words)
 
 
 class VolumeCommands(ScanCase):

@@ -48,6 +48,45 @@ class FreshMachine(ScanCase):
         self.assert_ran(root.run())
         self.assert_listed(root, volumes[0])
         self.assertFalse(root.exists(INSTALL + "tqdata"))
+        self.assertFalse(root.exists("/Volumes/Other Disk/.tqvol"), "a volume that was not chosen is left alone")
+
+    def test_three_commands_tell_what_is_backed_up_and_why(self):
+        root = self.new_machine()
+        root.write("/Volumes/Photos/holiday.jpg", "x" * 5)
+        root.write("/Volumes/Photos/Library/cache.jpg", "x")
+        self.assertRegex(root.run("--select", "/Volumes/Photos", program="tqsetup").out,
+                         r"\nselected for backup: /Volumes/Photos/ vguid=v001[0-9a-f]{24}\n"
+                         r"ready: tqfilelist lists their files\n\Z")
+        self.assert_ran(root.run())
+        for file, diagnosis, text in (
+                ("holiday.jpg", "not_found_in_tq_done",
+                 "file_found - LessThan10Mb - IntentIsToBackup - /Volumes/Photos/holiday.jpg\n"),
+                ("cache.jpg", "no_matching_file_found_in_completefilelist",
+                 "There are several possible explanations:\n"),
+                ("Readme", "not_found_in_tq_done", "BEST_CASE - Found 1 matching file")):
+            report = f"/tmp/{file}.txt"
+            self.assertEqual(root.run("-explainfile", file, report).out,
+                             f"\nDone.  Please email Kestrune support this file:\n{report}\n\n"
+                             f"\nPrimaryDiagnosis:\n{diagnosis}\n\n")
+            self.assertIn(text, root.read(report).decode())
+
+    def test_what_is_refused_leaves_nothing_behind(self):
+        root = self.new_machine()
+        usage = root.run("--help", program="tqsetup")
+        self.assert_ran(usage)
+        for words, reason in ((("--selct", "/"), "unknown option: --selct"), (("/",), "unknown option: /"),
+                              (("--select",), "option needs a value: --select"),
+                              (("--data-dir", "here"), "no usable absolute path: here"),
+                              (("--data-dir", "//"), "no usable absolute path: //")):
+            result = root.run(*words, program="tqsetup")
+            self.assertEqual((result.status, result.out, result.err), (2, "", f"tqsetup: {reason}\n\n{usage.out}"))
+        for mount, reason in (("/Volumes/Nowhere", "no volume is mounted at: /Volumes/Nowhere/"),
+                              ("/Users/", "no volume is mounted at: /Users/"),
+                              ("/Volumes/Nothing", "empty, or no volume for backup: /Volumes/Nothing/")):
+            result = root.run("--select", "/", "--select", mount, program="tqsetup")
+            self.assertEqual((result.status, result.out, result.err), (1, "", f"tqsetup: {reason}\n"))
+        self.assertEqual(root.names(INSTALL), ["tqfilelist", "tqsetup"])
+        self.assertFalse(root.exists("/Volumes/Photos/.tqvol"))
 
 
 if __name__ == "__main__":

@@ -143,7 +143,7 @@ TEST_F(ListUpkeepTest, SelectionCountsOnlyWhenTheSettingsAreWhole) {
   ReadSelectionAgain(selected);
   EXPECT_EQ(selected.Count(), 2);
   for (const std::string& text :
-       {whole.substr(0, whole.size() - 10), std::string("<tqinfo>\n</tqinfo>\n"), std::string()}) {
+       {std::string(), whole.substr(0, whole.size() - 10), std::string("<tqinfo>\n</tqinfo>\n")}) {
     fake.WriteFile(Data("tqinfo.xml"), text);
     ReadSelectionAgain(selected);
     EXPECT_EQ(selected.Count(), 0) << text;

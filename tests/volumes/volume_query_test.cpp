@@ -106,4 +106,14 @@ TEST_F(VolumeQueryTest, AttachedVolumesAreLocalBrowsableAndListedOnce) {
   EXPECT_TRUE(Logged("could not get any info about mac volume: /Volumes/Sick\n"));
 }
 
+TEST_F(VolumeQueryTest, ARootKeptBackByPrivacyProtectionIsNotEmpty) {
+  AddIdentified("/Volumes/Disk", kDiskGuid);
+  fake.fault = [](std::string_view operation, std::string_view listed) {
+    return operation == "list" && listed.starts_with("/Volumes/Disk") ? EPERM : 0;
+  };
+  EXPECT_EQ(TypeOf("/Volumes/Disk"), "em");
+  fake.privacyErrno = EPERM;
+  EXPECT_EQ(TypeOf("/Volumes/Disk"), "gm");
+}
+
 }  // namespace

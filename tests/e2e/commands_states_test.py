@@ -1,0 +1,204 @@
+"""The commands in every state of the client: during a scan, without data folder or settings, with damaged state files.
+And what single commands do besides printing: locks, modes, files written."""
+
+import fcntl
+import os
+import pathlib
+import shutil
+import signal
+import stat
+import sys
+
+import golden
+import mac_root
+import scan_case
+from mac_root import INSTALL
+from scan_case import ScanCase
+
+SOURCES = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path.append(os.path.join(SOURCES, "tests"))
+import check_man_pages  # noqa: E402
+
+SCANS = ("-first_install_time_urgent", "-urgent_refresh_all")
+CREATES_DATA_FOLDER = SCANS + ("-clone_tqvol_to_datadir", "-assignvolumeguid", "-assignvolumeguid_hex")
+A_FILE = "/Users/bob/a.txt"
+OPERANDS = {"-log_install_event": ("t", "f"), "-volumeinfo": ("/",), "-dirlist": ("/Users",),
+            "-dirlistdetail": ("/Users",), "-assignvolumeguid": ("/",), "-assignvolumeguid_hex": ("2f",),
+            "-copy_rsrc_fork": (A_FILE, "/tmp/fork"), "-grep": ("one", A_FILE), "-igrep": ("one", A_FILE),
+            "-explainfile": ("a.txt", "/tmp/report.txt"), "-open_file_exclusive": ("/nowhere",)}
+
+
+def every_command():
+    """Each word of the command table with operands that it can work with."""
+    for word, needed in check_man_pages.table(SOURCES):
+        yield word, *OPERANDS.get(word, (A_FILE,) if needed else ())
+
+
+def tree(root, *skipped):
+    """{path: content, target or kind} of everything below the root but the folders skipped."""
+    found = {}
+    for folder, folders, files in os.walk(root.path("/")):
+        inside = "/" + os.path.relpath(folder, root.path("/")).removeprefix(".")
+        folders[:] = [name for name in folders if os.path.join(inside, name) not in skipped + ("/proc", "/dev")]
+        found[inside] = None
+        for name in files:
+            path = os.path.join(folder, name)
+            kind = stat.S_IFMT(os.lstat(path).st_mode)
+            found[os.path.join(inside, name)] = pathlib.Path(path).read_bytes() if kind == stat.S_IFREG else kind
+    return found
+
+
+class Coverage(ScanCase):
+    def test_every_command_has_a_golden_answer(self):
+        texts = {name: "/" for name in ("data", "photos", "away")}
+        called = {os.fsdecode(case.words[0]) for name in os.listdir(golden.FOLDER)
+                  for cases in golden.read(name, texts).values() for case in cases}
+        missing = {word for word, *_ in every_command()} - called - {"-h", *SCANS}
+        self.assertEqual(missing, set())
+
+
+class States(ScanCase):
+    def test_during_a_scan(self):
+        root, photos, _ = self.new_paced_root()
+        root.write("/Users/bob/a.txt", "one\n")
+        scan = root.start()
+        scan_case.wait_for_pause(root, photos)
+        scan.send_signal(signal.SIGSTOP)  # or the pause would end before the last command
+        lock = root.path(root.lists + "tqfilelist_hour_lock.lck")
+        before = os.lstat(lock)
+        for words in every_command():
+            if words[0] not in ("-first_install_time_urgent", "-pingdrives_thatare_selectedforbackup"):
+                self.assertLess(root.run(*words, timeout=20).seconds, 15, words)
+        self.assertEqual(os.lstat(lock), before)
+        scan.send_signal(signal.SIGCONT)
+        self.assert_ran(root.finish(scan))
+        self.assert_listed(root, photos)
+        self.assert_clean(root)
+
+    def test_nothing_is_created_without_a_data_folder(self):
+        root = self.new_root(data="/Library/elsewhere/data")
+        root.write("/Users/bob/a.txt", "one\n")
+        shutil.rmtree(root.path("/Library/elsewhere"))
+        before = tree(root, "/tmp")
+        for words in every_command():
+            if words[0] not in CREATES_DATA_FOLDER:
+                with self.subTest(words):
+                    self.assertIn(root.run(*words, timeout=30).status, (0, 1))
+                    self.assertEqual(tree(root, "/tmp"), before)
+        self.assertRegex(root.run("-log_install_event", "t", "t").out, r"\AERROR: did not log Install Event\.\n\Z")
+        self.assertIn(b"PRIMARY_DIAGNOSIS: could_not_parse_tqinfo_for_files_to_watch\n", root.read("/tmp/report.txt"))
+        self.assertRegex(root.run("-assignvolumeguid", "/").out,
+                         r"\ATRUE: Successfully assigned vGuid: v000[0-9a-f]{24}\n\Z")
+        self.assertEqual(root.mode(root.data), 0o777)
+
+    def test_no_settings_and_damaged_state(self):
+        for damage in (None, b"", b"\0\xff<tqinfo <tqvolume tqVolumeGuid=\"v", "fifo", "folder"):
+            root = self.new_root()
+            root.write("/Users/bob/a.txt", "one\n")
+            state = [root.data + name for name in ("tqinfo.xml", "tqvolumes.xml", "tqexcluderules_editable.xml")]
+            state += [root.reports + name for name in ("tqdefcon.xml", "tqexcluderules_editable_mergelog.txt",
+                                                       "tqserv_runs_as.txt", "tqrollback_current_uxe.txt")]
+            root.mkdir(root.reports)
+            for file in state if damage is not None else ():
+                if damage == "fifo":
+                    os.mkfifo(root.path(file))
+                elif damage == "folder":
+                    root.mkdir(file)
+                else:
+                    root.write(file, damage)
+            settings = tree(root).get(state[0])
+            for words in every_command():
+                if words[0] == "-pingdrives_thatare_selectedforbackup" or (words[0] in SCANS and damage != "fifo"):
+                    continue  # they take seconds
+                with self.subTest(damage=damage, words=words):
+                    self.assertIn(root.run(*words, timeout=30).status, (0, 1))
+            self.assertEqual(tree(root).get(state[0]), settings)
+            self.assertEqual([name for name in root.names(root.lists) if "filelist.dat" in name], [])
+
+
+class Effects(ScanCase):
+    def test_an_exclusive_file(self):
+        root = self.new_root()
+        root.write("/Users/bob/a.txt", "one\n")
+        with open(root.path("/Users/bob/a.txt"), "rb") as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            self.assertEqual(root.run("-open_file_exclusive", "/Users/bob/a.txt").out,
+                             "Opening this file exclusively: /Users/bob/a.txt\nFile exists but "
+                             "TqOpenFileReadOnlyExclusive Failed on: /Users/bob/a.txt, errStr=ERROR: exclusive lock "
+                             "failed with errno=11, on file: /Users/bob/a.txt\n")
+            fcntl.flock(file, fcntl.LOCK_UN)
+            holder = root.start("-open_file_exclusive", "/Users/bob/a.txt")
+            printed = mac_root.wait_until(lambda: os.pread(holder.outputs[0].fileno(), 9999, 0), "the holder's lines")
+            self.assertEqual(printed, b"Opening this file exclusively: /Users/bob/a.txt\n"
+                                      b"Holding file exclusively seconds=0 ...\n")
+            self.assertRaises(BlockingIOError, fcntl.flock, file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+            holder.kill()
+            self.assertEqual(root.finish(holder).status, -9)
+            fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+
+    def test_volume_list_file(self):
+        root = self.new_root(data="/Users/d")
+        flags = root.data + "tqflags/"
+        refused = f"ERROR: The output file argument was too short or did not begin with {flags}/\n"
+        longest_refused = flags + "x" * (39 - len(flags))
+        for path in (longest_refused, "", "/Users/" + "x" * 50, flags + "../../../Users/" + "x" * 40):
+            result = root.run("-listvolumestofile", path)
+            self.assertEqual((result.status, result.out, root.exists(path or "/none")), (1, refused, False), path)
+        result = root.run("-listvolumestofile", longest_refused + "x")
+        self.assertEqual((result.status, result.out), (0, "SUCCESS\n"))
+        line = f"{root.SYSTEM.vguid},gm,{mac_root.HOST_GUID},/\n".encode()
+        self.assertEqual((root.read(longest_refused + "x"), root.mode(longest_refused + "x")), (line, 0o666))
+        self.assertEqual(root.run("-listvolumestofile").out, "SUCCESS\n")
+        names = root.names(flags)
+        self.assertRegex(names[0], r"\A\d{13}_list_volumes\.txt\Z")
+        root.mkdir(flags + "folder" * 6)
+        for path, answer in ((flags + "folder" * 6, "ERROR: Could not atomically swap file {0}.tqtmpto{0}\n"),
+                             (flags + "missing/" + "x" * 40, "ERROR: Could not write the file {0}.tqtmp\n")):
+            result = root.run("-listvolumestofile", path)
+            self.assertEqual((result.status, result.out), (1, answer.format(path)))
+        self.assertEqual(root.names(flags), sorted(names + ["folder" * 6]))
+
+    def test_permissions_are_repaired_and_no_link_followed(self):
+        root = self.new_root()
+        root.mkdir(root.lists)
+        for folder, mode in ((INSTALL, 0o700), (root.data, 0o755), (root.lists, 0o700)):
+            os.chmod(root.path(folder), mode)
+        root.write(root.data + "tqinfo.xml", "")
+        modes = root.mode(root.data + "tqinfo.xml"), root.mode("/private")
+        self.assert_ran(root.run("-fixpermissions"))
+        self.assertEqual([root.mode(folder) for folder in (INSTALL, root.data, root.lists)], [0o755, 0o777, 0o777])
+        os.symlink("/private", root.path(root.data + "tqflags"))
+        result = root.run("-fixpermissions")
+        self.assertEqual((result.status, result.out), (1, "Failed to fix permissions on the install dir.\n"))
+        self.assertEqual((root.mode(root.data + "tqinfo.xml"), root.mode("/private")), modes)
+
+    def test_reports_and_merged_rules(self):
+        root = self.new_root()
+        root.select(root.SYSTEM)
+        root.run("-log_install_event", "t", "f")
+        root.run("-log_install_event", "T", "t")
+        self.assertRegex(root.read(root.reports + "install_history.txt").decode(),
+                         r"\Agmt_datetime=\d{14}, version=[\d.]+, install=true, autoupdate=false\n"
+                         r"gmt_datetime=\d{14}, version=[\d.]+, install=false, autoupdate=true\n\Z")
+        root.write("/etc/passwd", "carol:x:777:777::/:/bin/sh\n")
+        root.write(root.reports + "tqserv_runs_as.txt", "carol\n")
+        self.assert_ran(root.run("-create_tqserv_perm_report"))
+        can = "can_read=true, detail=mode_bits_allow, path="
+        self.assertEqual(root.read(root.reports + "tqserv_perm_report.txt").decode(),
+                         f"tqserv_login_name: carol\n{can}{INSTALL}\n{can}{root.data}\n"
+                         f"{can}{root.data}tqinfo.xml\n{can}/\n")
+        root.write(root.data + "tqexcluderules_editable.xml", "<tqexclusions>\n</tqexclusions>\n")
+        self.assertEqual([root.run("-merge_exclude_rules").out for _ in range(2)],
+                         ["tqfilelist -merge_exclude_rules - Some new blocks were merged!\n", "Nothing changed.\n"])
+        shell = root.path("/bin/sh")
+        root.add_program("/bin/sh")
+        root.mkdir("/bin")
+        shutil.copy(root.path(INSTALL + "sh"), shell)
+        root.write(INSTALL + "tqtransmit", '#!/bin/sh\necho " $#$@ "\necho more\n')
+        os.chmod(root.path(INSTALL + "tqtransmit"), 0o755)
+        self.assertEqual(root.run("-attempt_run_tqtransmit64").out,
+                         f"ok_mac64_1-version: ran file: {INSTALL}tqtransmit\n")
+
+
+if __name__ == "__main__":
+    scan_case.run_tests()
