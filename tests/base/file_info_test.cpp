@@ -86,7 +86,7 @@ TEST_F(FileInfoTest, OnlyADirectoryThatCannotBeOpenedFailsTheListing) {
 
 TEST_F(FileInfoTest, PrivacyDenialsAreToldOnceAndNeverPassForEmptyFolders) {
   for (const char* folder : {"/Mail", "/Safari"}) fake.MakeFolders(folder);
-  FailOn("/Mail", "list", EPERM);
+  Fail("list", "/Mail", EPERM);
   TqString mail("/Mail");
   EXPECT_FALSE(TqFile::GetListOfFileInfosInDir(&mail, &list));
   EXPECT_FALSE(Logged("Full Disk Access"));  // where nothing of the kind exists, EPERM means something else
@@ -95,7 +95,7 @@ TEST_F(FileInfoTest, PrivacyDenialsAreToldOnceAndNeverPassForEmptyFolders) {
   EXPECT_FALSE(TqFile::GetListOfFileInfosInDir(&mail, &list));
   EXPECT_TRUE(Logged("look at \"/Mail\": it lacks Full Disk Access"));
   fake.WriteFile("/vault", "");
-  FailOn("/vault", "query lstat", EPERM);
+  Fail("query lstat", "/vault", EPERM);
   TqFileInfo info;
   EXPECT_FALSE(TqFile::GetInfoAboutFileOrDir("/vault", info));
   EXPECT_EQ(CountLogged("Full Disk Access"), 1);
