@@ -233,6 +233,9 @@ TEST_F(HostFilesTest, GivesExactModesWhateverTheUmask) {
   EXPECT_EQ(files.MakeDirectory(At("folder").c_str(), 0700), EEXIST);
   EXPECT_EQ(files.MakeDirectory(At("no/folder").c_str(), 0700), ENOENT);
   EXPECT_EQ(files.ChangeMode(At("folder").c_str(), 0750), 0);
+  ASSERT_EQ(symlink("folder", At("to folder").c_str()), 0);
+  files.ChangeMode(At("to folder").c_str(), 0777);  // refused, or the link's own mode: by system
+  EXPECT_EQ(ModeOf("folder"), 0750U);
   AccessFacts access;
   EXPECT_EQ(files.QueryAccess(At("folder").c_str(), access), 0);
   EXPECT_TRUE(access.mode == 0750 && access.userId == geteuid());
