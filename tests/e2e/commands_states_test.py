@@ -138,6 +138,7 @@ class Effects(ScanCase):
 
     def test_volume_list_file(self):
         root = self.new_root(data="/Users/d")
+        root.mount_volume("New", visible=False, identity=False)
         flags = root.data + "tqflags/"
         refused = f"ERROR: The output file argument was too short or did not begin with {flags}/\n"
         longest_refused = flags + "x" * (39 - len(flags))
@@ -146,8 +147,10 @@ class Effects(ScanCase):
             self.assertEqual((result.status, result.out, root.exists(path or "/none")), (1, refused, False), path)
         result = root.run("-listvolumestofile", longest_refused + "x")
         self.assertEqual((result.status, result.out), (0, "SUCCESS\n"))
-        line = f"{root.SYSTEM.vguid},gm,{mac_root.HOST_GUID},/\n".encode()
-        self.assertEqual((root.read(longest_refused + "x"), root.mode(longest_refused + "x")), (line, 0o666))
+        self.assertEqual(root.read(longest_refused + "x").decode(),
+                         f"{root.SYSTEM.vguid},gm,{mac_root.HOST_GUID},/\n"
+                         "tqunknown___________________,em,tqunknown_______________,/Volumes/New/\n")
+        self.assertEqual(root.mode(longest_refused + "x"), 0o666)
         self.assertEqual(root.run("-listvolumestofile").out, "SUCCESS\n")
         names = root.names(flags)
         self.assertRegex(names[0], r"\A\d{13}_list_volumes\.txt\Z")

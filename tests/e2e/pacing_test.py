@@ -10,14 +10,14 @@ from scan_case import ScanCase, unfinished_list, wait_for_pause
 
 class Pacing(ScanCase):
     def test_paced_runs_pause_and_urgent_ones_do_not(self):
-        root, photos, fresh = self.new_paced_root()
+        root, photos, fresh = self.new_paced_root(directories=220)
         paced = root.run()
         self.assert_ran(paced)
         urgent = root.run("-urgent_refresh_all")
         self.assert_ran(urgent)
-        self.assertGreater(paced.seconds, 6.0)  # the drive ping's three seconds and one pause
-        self.assertGreater(paced.seconds - fresh.seconds, 2.0)
-        self.assertGreater(paced.seconds - urgent.seconds, 2.0)
+        self.assertGreater(paced.seconds, 9.0)  # the drive ping's three seconds, and two pauses inside one planned folder
+        self.assertGreater(paced.seconds - fresh.seconds, 4.0)
+        self.assertGreater(paced.seconds - urgent.seconds, 4.0)
         self.assertIn(" URGENTLY topdirs.xml.future did not exist, starting fresh scan",
                       root.log().rsplit("got three hour lock", 1)[-1])
         self.assert_listed(root, photos)

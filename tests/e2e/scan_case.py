@@ -46,12 +46,12 @@ class ScanCase(unittest.TestCase):
         left = [name for name in root.names(root.lists) if name.endswith((".future", "_aside", ".tmp", ".lck"))]
         self.assertEqual(left, [])
 
-    def new_paced_root(self):
+    def new_paced_root(self, directories=150):
         """A root after a first scan, with more than 100 directories in one planned one: the next run pauses in it."""
         root = self.new_root()
         photos = root.mount_volume("Photos")
         root.select(root.SYSTEM, photos)
-        trees.plant_many(root, photos.mount + "Album/Deep", 150)
+        trees.plant_many(root, photos.mount + "Album/Deep", directories)
         root.write(root.lists + "tqfilelistdisablebuffering.txt")
         first = root.run()
         self.assert_ran(first)

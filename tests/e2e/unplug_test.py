@@ -46,6 +46,24 @@ class UnpluggedDuringTheRun(ScanCase):
             root.mount_volume("Photos", vguid=photos.vguid)
         self.interrupted_run(replug)
 
+    def test_a_later_volume_exchanged_before_its_turn(self):
+        root, photos, _ = self.new_paced_root()
+        zebra = root.mount_volume("Zebra")
+        root.select(root.SYSTEM, photos, zebra)
+        root.write(zebra.mount + "a/b/c.jpg", "x")
+        self.assert_ran(root.run("-urgent_refresh_all"))
+        before = root.read(root.list_path(zebra))
+        root.write(photos.mount + "new.jpg", "new")
+        run = root.start()
+        wait_for_pause(root, photos)
+        root.unmount(zebra.mount)
+        other = root.mount_volume("Zebra", vguid="vabc" + "7" * 24)
+        root.write(other.mount + "a/b/c.jpg", "another volume's")
+        self.assert_ran(root.finish(run))
+        self.assertEqual(root.read(root.list_path(zebra)), before)
+        self.assert_listed(root, photos)
+        self.assert_clean(root)
+
 
 class AwayBeforeTheRun(ScanCase):
     def test_lists_of_absent_volumes(self):

@@ -38,19 +38,6 @@ class CommandsTest : public ScanTest {
   std::string err;
 };
 
-TEST_F(CommandsTest, EveryWordThatBeginsLikeHelpPrintsTheUsage) {
-  for (const char* word : {"-h", "-help", "-hat"}) {
-    EXPECT_EQ(Call(Words({word}), TqStage::kBeforeSettings), 1);
-    EXPECT_EQ(out, "");
-    EXPECT_TRUE(
-        err.starts_with("Usage: tqfilelist [-h] [-<other options described below>]\n\n -h generates this message\n"));
-    EXPECT_TRUE(
-        err.ends_with("\n\n -explainfile <fileThatShouldBeBackedUp> <generatedReportFileName> explains all\n"
-                      " -retentioninfo\n\n"));
-    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 39);
-  }
-}
-
 TEST_F(CommandsTest, WordsAreExactAndHaveTheirStage) {
   EXPECT_EQ(Call(Words({"-version", "ignored"}), TqStage::kBeforeSettings), 0);
   EXPECT_EQ(out, Joined("VERSION: ", TqVersionString(), "\n"));
@@ -120,4 +107,14 @@ TEST_F(CommandsTest, TwoWaysIntoTheScanRun) {
   EXPECT_TRUE(run.urgent);
   EXPECT_TRUE(run.firstInstall);
   EXPECT_EQ(CountLogged("got three hour lock, starting scan...."), 2);
+}
+
+TEST_F(CommandsTest, OnlyTheDirectoryListingsRestrictSideEffects) {
+  fake.MakeFolders("/folder");
+  Call(Words({"-fileinfo", "/folder"}), TqStage::kAfterSettings);
+  EXPECT_EQ(fake.sideEffectRestrictions, 0);
+  Call(Words({"-dirlist", "/folder"}), TqStage::kAfterSettings);
+  EXPECT_EQ(fake.sideEffectRestrictions, 1);
+  Call(Words({"-dirlistdetail", "/folder"}), TqStage::kAfterSettings);
+  EXPECT_EQ(fake.sideEffectRestrictions, 2);
 }
