@@ -22,8 +22,6 @@ import independent_walk  # noqa: E402
 import mac_root  # noqa: E402
 
 PRINTED = "%y\\t%T@\\t%s\\t%p\\n"
-MIB = 1024 * 1024
-BUFFER_FLUSHED_ABOVE = 20_971_520  # the list buffer goes to disk when a block ends above this
 missed = []
 
 
@@ -230,15 +228,13 @@ def compare_instructions(tree, keep):
 
 
 def compare_memory(build):
+    # The list buffer is emptied after each planned directory, so little of it is touched here: the whole peak is judged.
     print("\nPeak resident memory of a scan")
     tree = ScannedTree(build)
     plant(tree.folder, 400_000)
     _, peak = tree.scan()
     tree.check()
-    touched = min(tree.list_bytes(), BUFFER_FLUSHED_ABOVE + 100_000)
-    beyond = peak * 1024 - touched
-    row("400,000 entries in ordinary folders", f"{peak / 1024:.1f} MiB")
-    row("the same beyond the list buffer", f"{beyond / MIB:.1f} MiB", "<= 24 MiB", beyond <= 24 * MIB)
+    row("400,000 entries in ordinary folders", f"{peak / 1024:.1f} MiB", "<= 24 MiB, buffer incl.", peak <= 24 * 1024)
     tree.close()
     tree = ScannedTree(build)
     plant(tree.folder, 200_005, files_per_directory=200_005, directories_per_directory=0)

@@ -40,10 +40,16 @@ class RuleAgreementTest : public SelectionTest {
   const std::string& Pick(const Words& words) { return words[random_() % words.size()]; }
   std::string Criterion(const Words& words, unsigned usedOneIn) { return OneIn(usedOneIn) ? Pick(words) : "*"; }
 
-  std::string RandomRule() {
+  std::string RandomRule(const Words& pieces) {
     const Words lists = {Pick(kPieces) + "|" + Pick(kPieces), Pick(kPieces), "||"};
-    return Rule(Pick(kPrefixes), Criterion(kPieces, 2), Criterion(kPieces, 4), Criterion(lists, 5), Criterion(kEnds, 6),
+    return Rule(Pick(kPrefixes), Criterion(pieces, 2), Criterion(pieces, 4), Criterion(lists, 5), Criterion(kEnds, 6),
                 Criterion(kExtensions, 2), Pick({"*", "*", "*", "*", "10.15", "10.6"}));
+  }
+  /// A path or prefix in which many share their beginnings, one being the beginning of another.
+  std::string Nested() {
+    std::string path = "users/";
+    for (auto n = 1 + random_() % 9; n > 0; --n) path += "ab/"[random_() % 3];
+    return path;
   }
 
   std::string RandomPath(const Words& starts, const Words& pieces, const Words& ends) {
@@ -80,6 +86,7 @@ class RuleAgreementTest : public SelectionTest {
       "* * users/ Users/ users/bob/ us library/ volumes/ext/users/ volumes/nine/us volumes/ext/ volumes//us "
       "volumes/we_still \xC3\xA9t\xC3\xA9/ v vo");
   const Words kPieces = Split("/Library/ caches/ save a .app /\xC3\x89 bob/ \\ user");
+  const Words kLongPieces = Split("/Library/Caches/ Caches/Deep/ y/Caches/ /bobs/Library /users/bobs/");
   const Words kEnds = Split("/x.txt .TXT notes. e.gz /README .d/y .d\\y .db save");
   const Words kExtensions = Split("txt gz DB app d\\y");
   const Words kVolumes = Split("/Volumes/Ext /volumes/Nine /Volumes/\xC3\xA9 /Volumes/ /Volumes /vo");
@@ -91,17 +98,18 @@ TEST_F(RuleAgreementTest, RandomRules) {
   for (int round = 0; round < 250; ++round) {
     TqInfoManager::FreeRules(tqRules, &count);
     NaiveRules naive;
+    const Words& pieces = round % 2 == 0 ? kPieces : kLongPieces;  // long ones are searched for in larger steps
     for (int dataSet = 0; dataSet < 3; ++dataSet) {
       std::string rules;
-      for (auto n = 1 + random_() % 14; n > 0; --n) rules += RandomRule();
+      for (auto n = 1 + random_() % 14; n > 0; --n) rules += RandomRule(pieces);
       ASSERT_TRUE(Parse(rules));
       naive.Load(rules);
-    }
-    for (int i = 0; i < 120; ++i) {
-      const std::string path = RandomPath(kPrefixes, kPieces, kEnds);
-      const bool wanted = Wanted(path);
-      ASSERT_EQ(wanted, naive.Wants(path)) << "round " << round << " path " << path;
-      excluded += wanted ? 0 : 1;
+      for (int i = 0; i < 40; ++i) {  // also between data sets: what was derived from the rules must follow them
+        const std::string path = RandomPath(kPrefixes, pieces, kEnds);
+        const bool wanted = Wanted(path);
+        ASSERT_EQ(wanted, naive.Wants(path)) << "round " << round << " path " << path;
+        excluded += wanted ? 0 : 1;
+      }
     }
     Words order;
     for (const NaiveRule* rule : naive.All()) order.push_back(rule->Shown());
@@ -110,6 +118,29 @@ TEST_F(RuleAgreementTest, RandomRules) {
   // Both answers must be common among the 30,000, or the comparison would say little.
   EXPECT_GT(excluded, 6000);
   EXPECT_LT(excluded, 24000);
+}
+
+TEST_F(RuleAgreementTest, TwoIndexesOfManyNestedPrefixes) {
+  std::vector<TqExcludeFilenameRule> others(TqInfoManager::kMaxRuleGroups);
+  std::int32_t otherCount = 0;
+  NaiveRules naive[2];
+  for (int turn = 0; turn < 40; ++turn) {
+    std::string rules;
+    for (int i = 0; i < 60; ++i) rules += Rule(Nested(), "*", "*", "*", "*", Criterion(kExtensions, 2));
+    const TqString text("<tqexclusions>\n" + rules + "</tqexclusions>\n");
+    const bool isOther = turn % 2 == 1;
+    TqExcludeFilenameRule* index = isOther ? others.data() : tqRules;
+    std::int32_t& size = isOther ? otherCount : count;
+    ASSERT_TRUE(TqInfoManager::ParseExcludeFileNameRules(&text, index, &size, "set"));
+    naive[turn % 2].Load(rules);
+    for (int i = 0; i < 50; ++i) {
+      const std::string path = "/" + Nested() + Pick(kEnds);
+      ASSERT_EQ(TqInfoManager::UserWantsThisFileBackedUpEx(TqString(path), 1, 2, index, size),
+                naive[turn % 2].Wants(path))
+          << "turn " << turn << " path " << path;
+    }
+  }
+  TqInfoManager::FreeRules(others.data(), &otherCount);
 }
 
 TEST_F(RuleAgreementTest, DecisionsAllocateNothing) {
