@@ -3,10 +3,14 @@ add_library(tq_options INTERFACE)
 target_include_directories(tq_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(tq_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 target_compile_definitions(tq_options INTERFACE TQ_VERSION="${PROJECT_VERSION}")
-if(TQ_SANITIZE)
+if(TQ_FUZZ)
+  target_compile_options(tq_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+if(TQ_SANITIZE OR TQ_FUZZ)
   # The sanitizers' own code makes GCC warn falsely about uninitialised variables (its manual says so).
   target_compile_options(tq_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
-  target_compile_options(tq_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(tq_options INTERFACE -O1 -fsanitize=address,undefined -fno-sanitize-recover=all
+                                              -fno-omit-frame-pointer)
   target_link_options(tq_options INTERFACE -fsanitize=address,undefined)
 endif()
 

@@ -71,9 +71,13 @@ std::vector<std::vector<std::uint8_t>> BuiltInInputs() {
   Put(hole, 4, std::uint32_t{0x80040E08});
   Bytes plain = Without(FileReply(), 4, 20);
   Put(plain, 0, std::uint32_t{120});
-  const std::pair<std::uint8_t, Bytes> all[] = {
-      {0, FileReply()}, {0, DirectoryReply()}, {0, hole}, {1, plain}, {2, finder}, {3, VolumeReply("/dev/disk3s1s1")},
-      {4, Bytes(20, std::byte{6})}};
+  const std::pair<std::uint8_t, Bytes> all[] = {{0, FileReply()},
+                                                {0, DirectoryReply()},
+                                                {0, hole},
+                                                {1, plain},
+                                                {2, finder},
+                                                {3, VolumeReply("/dev/disk3s1s1")},
+                                                {4, Bytes(20, std::byte{6})}};
   std::vector<std::vector<std::uint8_t>> inputs{{}};
   for (const auto& [decoder, reply] : all) {
     std::vector<std::uint8_t> input{decoder};

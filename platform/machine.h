@@ -64,9 +64,9 @@ class Machine {
   /// Ends the process with `status` after flushing standard output. A test's platform may throw instead.
   [[noreturn]] virtual void Exit(int status) = 0;
 
-  /// From here on looking at files has no effect on them: content that lies on a server only is not fetched, and folders
-  /// that mount something when entered do not. What needs such an effect fails instead or looks empty. Holds for the
-  /// process and the children it starts. Nothing to do on systems without such effects.
+  /// From here on looking at files has no effect on them: content that lies on a server only is not fetched, and
+  /// folders that mount something when entered do not. What needs such an effect fails instead or looks empty. Holds
+  /// for the process and the children it starts. Nothing to do on systems without such effects.
   virtual void RestrictSideEffects() = 0;
 
   /// The account with that name; false when the system knows none.

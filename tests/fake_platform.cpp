@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <sstream>
 
 #include "platform/property_files.h"
 
@@ -16,11 +17,9 @@ constexpr int kMaxLinks = 16;
 /// The components of an absolute path; empty ones are dropped.
 std::vector<std::string> Components(std::string_view path) {
   std::vector<std::string> parts;
-  std::size_t at = 0;
-  while (at < path.size()) {
-    const std::size_t end = std::min(path.find('/', at), path.size());
-    if (end > at) parts.emplace_back(path.substr(at, end - at));
-    at = end + 1;
+  std::istringstream in{std::string(path)};
+  for (std::string part; std::getline(in, part, '/');) {
+    if (!part.empty()) parts.push_back(part);
   }
   return parts;
 }
@@ -37,8 +36,8 @@ std::shared_ptr<FakePlatform::Node> ChildOf(const FakePlatform::Node& folder, st
   return nullptr;
 }
 
-void RemoveChild(FakePlatform::Node& folder, std::string_view name) {
-  std::erase_if(folder.children, [&](const auto& child) { return child.first == name; });
+bool RemoveChild(FakePlatform::Node& folder, std::string_view name) {
+  return std::erase_if(folder.children, [&](const auto& child) { return child.first == name; }) > 0;
 }
 
 std::int64_t SizeOf(const FakePlatform::Node& node) {
@@ -50,10 +49,6 @@ std::int64_t SizeOf(const FakePlatform::Node& node) {
 FakePlatform::FakePlatform() : root_(NewNode(EntryKind::kDirectory)) {
   AddVolume("/", 500'000'000'000);
   former_ = platform::SetPlatform({this, this, this});
-}
-
-FakePlatform::~FakePlatform() {
-  platform::SetPlatform(former_);
 }
 
 // --- the file system ---
@@ -73,14 +68,12 @@ std::shared_ptr<FakePlatform::Node> FakePlatform::Resolve(std::string_view path,
   std::string walked;
   const std::vector<std::string> parts = Components(path);
   for (std::size_t i = 0; i < parts.size(); ++i) {
-    if (node->kind != EntryKind::kDirectory) return nullptr;
+    if (node == nullptr || node->kind != EntryKind::kDirectory) return nullptr;
     node = ChildOf(*node, parts[i]);
-    if (node == nullptr) return nullptr;
-    const bool isLast = i + 1 == parts.size();
-    if (node->kind == EntryKind::kSymbolicLink && (!isLast || followLast)) {
+    const bool isFollowed = followLast || i + 1 < parts.size();
+    if (isFollowed && node != nullptr && node->kind == EntryKind::kSymbolicLink) {
       const bool isAbsolute = node->content.starts_with('/');
       node = Resolve(isAbsolute ? node->content : walked + "/" + node->content, true, depth + 1);
-      if (node == nullptr) return nullptr;
     }
     walked += "/" + parts[i];
   }
@@ -88,12 +81,10 @@ std::shared_ptr<FakePlatform::Node> FakePlatform::Resolve(std::string_view path,
 }
 
 std::shared_ptr<FakePlatform::Node> FakePlatform::ParentOf(std::string_view path, std::string& name) const {
-  std::vector<std::string> parts = Components(path);
-  if (parts.empty()) return nullptr;
-  name = parts.back();
-  std::string parent = "/";
-  for (std::size_t i = 0; i + 1 < parts.size(); ++i) parent += parts[i] + "/";
-  std::shared_ptr<Node> node = Resolve(parent, true);
+  const std::string plain = WithoutTrailingSlash(path);
+  const std::size_t nameStart = plain.rfind('/') + 1;
+  name = plain.substr(nameStart);
+  std::shared_ptr<Node> node = name.empty() ? nullptr : Resolve(plain.substr(0, nameStart), true);
   return node != nullptr && node->kind == EntryKind::kDirectory ? node : nullptr;
 }
 
@@ -110,45 +101,23 @@ FakePlatform::Node& FakePlatform::MakeFolders(std::string_view path) {
   return *node;
 }
 
-FakePlatform::Node& FakePlatform::Place(std::string_view path, std::shared_ptr<Node> node) {
-  std::vector<std::string> parts = Components(path);
-  const std::string name = parts.back();
-  std::string parent = "/";
-  for (std::size_t i = 0; i + 1 < parts.size(); ++i) parent += parts[i] + "/";
-  Node& folder = MakeFolders(parent);
-  for (auto& [childName, child] : folder.children) {
-    if (childName == name) return *(child = std::move(node));
-  }
-  folder.children.emplace_back(name, node);
-  return *node;
-}
-
-FakePlatform::Node& FakePlatform::WriteFile(std::string_view path, std::string_view content) {
-  std::shared_ptr<Node> node = NewNode(EntryKind::kRegular);
+FakePlatform::Node& FakePlatform::MakeSpecial(std::string_view path, EntryKind kind, std::string_view content) {
+  const std::string plain = WithoutTrailingSlash(path);
+  const std::size_t nameStart = plain.rfind('/') + 1;
+  Node& folder = MakeFolders(plain.substr(0, nameStart));
+  std::shared_ptr<Node> node = NewNode(kind);
   node->content = content;
-  return Place(path, std::move(node));
-}
-
-FakePlatform::Node& FakePlatform::MakeLink(std::string_view path, std::string_view target) {
-  std::shared_ptr<Node> node = NewNode(EntryKind::kSymbolicLink);
-  node->content = target;
-  return Place(path, std::move(node));
-}
-
-FakePlatform::Node& FakePlatform::MakeSpecial(std::string_view path, EntryKind kind) {
-  return Place(path, NewNode(kind));
+  for (auto& [childName, child] : folder.children) {
+    if (childName == plain.substr(nameStart)) return *(child = node);
+  }
+  folder.children.emplace_back(plain.substr(nameStart), node);
+  return *node;
 }
 
 bool FakePlatform::Remove(std::string_view path) {
   std::string name;
   const std::shared_ptr<Node> parent = ParentOf(path, name);
-  if (parent == nullptr || ChildOf(*parent, name) == nullptr) return false;
-  RemoveChild(*parent, name);
-  return true;
-}
-
-FakePlatform::Node* FakePlatform::Find(std::string_view path) {
-  return Resolve(path, false).get();
+  return parent != nullptr && RemoveChild(*parent, name);
 }
 
 std::string FakePlatform::ReadFile(std::string_view path) {
@@ -156,31 +125,35 @@ std::string FakePlatform::ReadFile(std::string_view path) {
   return node != nullptr && node->kind == EntryKind::kRegular ? node->content : "<missing>";
 }
 
+int FakePlatform::Look(std::string_view operation, std::string_view path, bool followLast,
+                       std::shared_ptr<Node>& node) const {
+  if (const int error = Fault(operation, path); error != 0) return error;
+  node = Resolve(path, followLast);
+  return node == nullptr ? ENOENT : 0;
+}
+
 std::vector<std::string> FakePlatform::Names(std::string_view folder) {
   std::vector<std::string> names;
   const Node* node = Find(folder);
-  if (node == nullptr) return names;
-  for (const auto& child : node->children) names.push_back(child.first);
+  for (const auto& child : node != nullptr ? node->children : decltype(node->children)()) names.push_back(child.first);
   return names;
 }
 
 // --- volumes ---
 
 FakePlatform::FakeVolume& FakePlatform::AddVolume(std::string_view path, std::uint64_t totalBytes) {
-  FakeVolume volume;
+  FakeVolume& volume = volumes.emplace_back();
   volume.path = WithoutTrailingSlash(path);
   volume.mountId = nextMountId_++;
   volume.attributes.totalBytes = totalBytes;
   volume.attributes.freeBytes = totalBytes / 2;
   volume.attributes.availableBytes = totalBytes / 4;
-  volume.attributes.isLocal = true;
-  volume.attributes.isCasePreserving = true;
+  volume.attributes.isLocal = volume.attributes.isCasePreserving = true;
   volume.attributes.deviceName = "/dev/disk" + std::to_string(volume.mountId) + "s1";
   volume.media.foundByDeviceName = true;
   volume.media.objects = {{true, false, true, true}};
-  if (volume.path != "/") MakeFolders(volume.path);
-  volumes.push_back(std::move(volume));
-  return volumes.back();
+  MakeFolders(volume.path);
+  return volume;
 }
 
 void FakePlatform::Unmount(std::string_view path, bool leaveFolder) {
@@ -214,16 +187,6 @@ int FakePlatform::QueryVolume(const char* mountPoint, platform::VolumeAttributes
   return volume->queryErrno;
 }
 
-platform::MediaWalk FakePlatform::WalkMedia(const char* mountPoint, const std::string& deviceName) {
-  const FakeVolume* volume = VolumeAt(mountPoint);
-  return volume != nullptr && !deviceName.empty() ? volume->media : platform::MediaWalk{};
-}
-
-int FakePlatform::ReadSkippedMounts(std::vector<platform::MountTableRow>& rows) {
-  rows = skippedMounts;
-  return 0;
-}
-
 platform::PropertyListStatus FakePlatform::ReadBackupDestinations(const char* path,
                                                                   std::vector<platform::DestinationValue>& values) {
   values.clear();
@@ -236,16 +199,13 @@ platform::PropertyListStatus FakePlatform::ReadBackupDestinations(const char* pa
 // --- queries ---
 
 platform::ListResult FakePlatform::ListDirectory(const char* path, platform::EntryVisitor& visitor) {
-  if (const int error = Fault("list", path); error != 0) return {error, 0};
-  const std::shared_ptr<Node> folder = Resolve(path, true);
-  if (folder == nullptr) return {ENOENT, 0};
+  std::shared_ptr<Node> folder;
+  if (const int error = Look("list", path, true, folder); error != 0) return {error, 0};
   if (folder->kind != EntryKind::kDirectory) return {ENOTDIR, 0};
   if (folder->openErrno != 0) return {folder->openErrno, 0};
-  const auto entries = folder->children;
   std::int64_t visited = 0;
-  for (const auto& [name, node] : entries) {
-    if (folder->readErrno != 0 && visited >= folder->readErrnoAfter) return {0, folder->readErrno};
-    ++visited;
+  for (const auto& [name, node] : std::vector(folder->children)) {
+    if (folder->readErrno != 0 && visited++ >= folder->readErrnoAfter) break;
     platform::EntryAttributes attributes;
     const std::string full = WithoutTrailingSlash(path) + (std::string_view(path) == "/" ? "" : "/") + name;
     const int error = QueryEntry(full.c_str(), attributes);
@@ -255,50 +215,39 @@ platform::ListResult FakePlatform::ListDirectory(const char* path, platform::Ent
 }
 
 int FakePlatform::QueryEntry(const char* path, platform::EntryAttributes& attributes) {
-  if (const int error = Fault("query", path); error != 0) return error;
-  const std::shared_ptr<Node> node = Resolve(path, false);
-  if (node == nullptr) return ENOENT;
+  std::shared_ptr<Node> node;
+  if (const int error = Look("query", path, false, node); error != 0) return error;
   if (node->queryErrno != 0) return node->queryErrno;
-  attributes = platform::EntryAttributes{};
-  attributes.kind = node->kind;
-  attributes.dataSize = SizeOf(*node);
-  attributes.rsrcSize = node->rsrcSize;
-  attributes.modTimeSec = node->modTimeSec;
-  attributes.createTimeSec = node->createTimeSec;
-  attributes.finderFlags = node->finderFlags;
-  attributes.linkCount = node->linkCount;
+  attributes = {node->kind, SizeOf(*node),     node->rsrcSize, node->modTimeSec, node->createTimeSec,
+                0,          node->finderFlags, node->linkCount};
   return 0;
 }
 
 int FakePlatform::Lstat(const char* path, platform::StatFacts& facts) {
-  if (const int error = Fault("lstat", path); error != 0) return error;
-  const std::shared_ptr<Node> node = Resolve(path, false);
-  if (node == nullptr) return ENOENT;
+  std::shared_ptr<Node> node;
+  if (const int error = Look("lstat", path, false, node); error != 0) return error;
   if (node->statErrno != 0) return node->statErrno;
   facts = {node->kind, SizeOf(*node), node->modTimeSec, node->linkCount};
   return 0;
 }
 
 int FakePlatform::QueryFinderFlags(const char* path, std::uint16_t& finderFlags) {
-  if (const int error = Fault("finder", path); error != 0) return error;
-  const std::shared_ptr<Node> node = Resolve(path, false);
-  if (node == nullptr) return ENOENT;
+  std::shared_ptr<Node> node;
+  if (const int error = Look("finder", path, false, node); error != 0) return error;
   finderFlags = node->finderFlags;
   return node->finderErrno;
 }
 
 int FakePlatform::QueryBackupExclusion(const char* path, bool& excluded) {
-  if (const int error = Fault("exclusion", path); error != 0) return error;
-  const std::shared_ptr<Node> node = Resolve(path, false);
-  if (node == nullptr) return ENOENT;
+  std::shared_ptr<Node> node;
+  if (const int error = Look("exclusion", path, false, node); error != 0) return error;
   excluded = node->backupExcluded;
   return 0;
 }
 
 int FakePlatform::StatThroughLinks(const char* path, platform::FileFacts& facts) {
-  if (const int error = Fault("stat", path); error != 0) return error;
-  const std::shared_ptr<Node> node = Resolve(path, true);
-  if (node == nullptr) return ENOENT;
+  std::shared_ptr<Node> node;
+  if (const int error = Look("stat", path, true, node); error != 0) return error;
   if (node->statErrno != 0) return node->statErrno;
   facts = {node->kind, SizeOf(*node), node->modTimeSec, node->linkCount};
   return 0;
@@ -317,34 +266,26 @@ bool FakePlatform::HasValidCodeSignature(const char* path) {
 }
 
 int FakePlatform::QueryAccess(const char* path, platform::AccessFacts& facts) {
-  if (const int error = Fault("stat", path); error != 0) return error;
-  const std::shared_ptr<Node> node = Resolve(path, true);
-  if (node == nullptr) return ENOENT;
+  std::shared_ptr<Node> node;
+  if (const int error = Look("stat", path, true, node); error != 0) return error;
   facts = {node->userId, node->groupId, node->mode};
   return 0;
 }
 
 int FakePlatform::QueryMountIdentity(const char* path, platform::MountIdentity& identity) {
-  if (const int error = Fault("mountid", path); error != 0) return error;
-  const std::shared_ptr<Node> node = Resolve(path, true);
-  if (node == nullptr) return ENOENT;
-  const std::string plain = WithoutTrailingSlash(path);
-  const FakeVolume* best = nullptr;
-  for (const FakeVolume& volume : volumes) {
-    const std::string prefix = volume.path == "/" ? "/" : volume.path + "/";
-    const bool holds = plain == volume.path || plain.starts_with(prefix);
-    if (holds && (best == nullptr || volume.path.size() > best->path.size())) best = &volume;
+  std::shared_ptr<Node> node;
+  if (const int error = Look("mountid", path, true, node); error != 0) return error;
+  const FakeVolume* holder = nullptr;
+  for (std::string at = WithoutTrailingSlash(path); holder == nullptr && !at.empty(); at.resize(at.rfind('/'))) {
+    holder = VolumeAt(at);
   }
-  identity = {best != nullptr ? best->mountId : 0, node->inode, best != nullptr ? best->mountId : 0};
+  if (holder == nullptr) holder = VolumeAt("/");
+  const std::uint64_t id = holder != nullptr ? holder->mountId : 0;
+  identity = {id, node->inode, id};
   return 0;
 }
 
 // --- descriptors ---
-
-FakePlatform::OpenFile* FakePlatform::FileAt(int descriptor) {
-  const auto found = open_.find(descriptor);
-  return found != open_.end() ? &found->second : nullptr;
-}
 
 int FakePlatform::Open(const char* path, OpenMode openMode, unsigned mode, int& descriptor) {
   if (const int error = Fault("open", path); error != 0) return error;
@@ -369,81 +310,62 @@ int FakePlatform::Open(const char* path, OpenMode openMode, unsigned mode, int& 
     node->modTimeSec = nowMillis / 1000 + fileClockAheadSeconds;
   }
   descriptor = nextDescriptor_++;
-  open_[descriptor] = {node, path, openMode, 0};
+  open_[descriptor] = {node, path};
   return 0;
 }
 
 int FakePlatform::Close(int descriptor) {
-  const OpenFile* file = FileAt(descriptor);
-  const int error = file == nullptr ? EBADF : Fault("close", file->path);
+  const int error = Fault("close", FileAt(descriptor).path);
   open_.erase(descriptor);
   return error;
 }
 
 int FakePlatform::Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) {
-  OpenFile* file = FileAt(descriptor);
-  if (file == nullptr) return EBADF;
-  if (const int error = Fault("read", file->path); error != 0) return error;
-  const Node& node = *file->node;
+  OpenFile& file = FileAt(descriptor);
+  if (const int error = Fault("read", file.path); error != 0) return error;
+  const Node& node = *file.node;
   if (node.kind == EntryKind::kDirectory) return EISDIR;
   const auto end = static_cast<std::int64_t>(node.content.size());
   const bool fails = node.readErrno != 0;
-  if (fails && file->offset >= node.readErrnoAfter) return node.readErrno;
+  if (fails && file.offset >= node.readErrnoAfter) return node.readErrno;
   const std::int64_t limit = fails ? std::min(end, node.readErrnoAfter) : end;
-  const std::int64_t left = std::max<std::int64_t>(limit - file->offset, 0);
+  const std::int64_t left = std::max<std::int64_t>(limit - file.offset, 0);
   got = std::min(bytes, static_cast<std::size_t>(left));
-  std::memcpy(buffer, node.content.data() + file->offset, got);
-  file->offset += static_cast<std::int64_t>(got);
+  std::memcpy(buffer, node.content.data() + file.offset, got);
+  file.offset += static_cast<std::int64_t>(got);
   return 0;
 }
 
 int FakePlatform::Write(int descriptor, const void* buffer, std::size_t bytes, std::size_t& written) {
   written = 0;
-  OpenFile* file = FileAt(descriptor);
-  if (file == nullptr) return EBADF;
-  if (const int error = Fault("write", file->path); error != 0) return error;
+  OpenFile& file = FileAt(descriptor);
+  if (const int error = Fault("write", file.path); error != 0) return error;
   const bool isShort = diskBytesLeft >= 0 && static_cast<std::int64_t>(bytes) > diskBytesLeft;
   written = isShort ? static_cast<std::size_t>(diskBytesLeft) : bytes;
   if (diskBytesLeft >= 0) diskBytesLeft -= static_cast<std::int64_t>(written);
-  file->node->content.append(static_cast<const char*>(buffer), written);
-  file->node->modTimeSec = nowMillis / 1000 + fileClockAheadSeconds;
+  file.node->content.append(static_cast<const char*>(buffer), written);
+  file.node->modTimeSec = nowMillis / 1000 + fileClockAheadSeconds;
   return isShort ? ENOSPC : 0;
 }
 
-int FakePlatform::Seek(int descriptor, std::int64_t offset) {
-  OpenFile* file = FileAt(descriptor);
-  if (file == nullptr) return EBADF;
-  file->offset = offset;
-  return 0;
-}
-
 int FakePlatform::StatDescriptor(int descriptor, platform::FileFacts& facts) {
-  const OpenFile* file = FileAt(descriptor);
-  if (file == nullptr) return EBADF;
-  const Node& node = *file->node;
-  facts = {node.kind, SizeOf(node), node.modTimeSec, node.linkCount};
+  const OpenFile& file = FileAt(descriptor);
+  facts = {file.node->kind, SizeOf(*file.node), file.node->modTimeSec, file.node->linkCount};
   return 0;
 }
 
 int FakePlatform::ChangeDescriptorMode(int descriptor, unsigned mode) {
-  const OpenFile* file = FileAt(descriptor);
-  if (file == nullptr) return EBADF;
-  if (const int error = Fault("chmod", file->path); error != 0) return error;
-  file->node->mode = mode;
+  const OpenFile& file = FileAt(descriptor);
+  if (const int error = Fault("chmod", file.path); error != 0) return error;
+  file.node->mode = mode;
   return 0;
-}
-
-int FakePlatform::TryLockExclusive(int descriptor) {
-  const OpenFile* file = FileAt(descriptor);
-  return file == nullptr ? EBADF : Fault("lock", file->path);
 }
 
 // --- changing names ---
 
 int FakePlatform::Rename(const char* from, const char* to) {
   if (const int error = Fault("rename", std::string(from) + "\n" + to); error != 0) return error;
-  std::string fromName;
-  std::string toName;
+  std::string fromName, toName;
   const std::shared_ptr<Node> fromFolder = ParentOf(from, fromName);
   const std::shared_ptr<Node> toFolder = ParentOf(to, toName);
   if (fromFolder == nullptr || toFolder == nullptr) return ENOENT;
@@ -458,9 +380,8 @@ int FakePlatform::Rename(const char* from, const char* to) {
 }
 
 int FakePlatform::Unlink(const char* path) {
-  if (const int error = Fault("unlink", path); error != 0) return error;
-  const std::shared_ptr<Node> node = Resolve(path, false);
-  if (node == nullptr) return ENOENT;
+  std::shared_ptr<Node> node;
+  if (const int error = Look("unlink", path, false, node); error != 0) return error;
   if (node->kind == EntryKind::kDirectory) return EISDIR;
   Remove(path);
   return 0;
@@ -478,14 +399,9 @@ int FakePlatform::MakeDirectory(const char* path, unsigned mode) {
   return 0;
 }
 
-int FakePlatform::MakeHiddenDirectory(const char* path, unsigned mode) {
-  return MakeDirectory(path, mode);
-}
-
 int FakePlatform::ChangeMode(const char* path, unsigned mode) {
-  if (const int error = Fault("chmod", path); error != 0) return error;
-  const std::shared_ptr<Node> node = Resolve(path, false);
-  if (node == nullptr) return ENOENT;
+  std::shared_ptr<Node> node;
+  if (const int error = Look("chmod", path, false, node); error != 0) return error;
   node->mode = mode;
   return 0;
 }
@@ -507,36 +423,6 @@ void FakePlatform::SleepMicros(std::int64_t micros) {
   if (onSleep) onSleep(micros);
 }
 
-bool FakePlatform::FindLogin(const std::string& name, platform::LoginFacts& login) {
-  const auto found = std::find_if(logins.begin(), logins.end(), [&](const auto& known) { return known.name == name; });
-  if (found == logins.end()) return false;
-  login = *found;
-  return true;
-}
-
-bool FakePlatform::CurrentLogin(platform::LoginFacts& login) {
-  const auto found =
-      std::find_if(logins.begin(), logins.end(), [&](const auto& known) { return known.userId == euid; });
-  if (found == logins.end()) return false;
-  login = *found;
-  return true;
-}
-
-bool FakePlatform::Query64BitHardware(bool& is64Bit) {
-  is64Bit = hardware64.value_or(false);
-  return hardware64.has_value();
-}
-
-bool FakePlatform::HostName(std::string& name) {
-  name = hostName.value_or("");
-  return hostName.has_value();
-}
-
-platform::HardwareAddressStatus FakePlatform::HardwareAddress(std::string& address) {
-  address = hardwareAddress;
-  return hardwareAddressStatus;
-}
-
 std::uint32_t FakePlatform::RandomBelow(std::uint32_t bound) {
   const std::uint32_t index = randomIndex_++;
   const std::uint32_t drawn = index < randoms.size() ? randoms[index] : index;
@@ -555,20 +441,4 @@ int FakePlatform::RunShellAndWait(const char* line, int& error) {
   shellLines.emplace_back(line);
   error = 0;
   return shell ? shell(line) : 0;
-}
-
-int FakePlatform::StartShell(const char* line, int& error) {
-  childPolls_ = 0;
-  RunShellAndWait(line, error);
-  return 777;
-}
-
-platform::ChildStatus FakePlatform::PollChild(int child) {
-  if (!killedChildren.empty() || childPolls_++ >= childPollsUntilEnd) return {true, child, 0};
-  return {false, 0, 0};
-}
-
-int FakePlatform::KillChildGroup(int child) {
-  if (killErrno == 0) killedChildren.push_back(child);
-  return killErrno;
 }

@@ -4,6 +4,7 @@
 // creation), a clock that only sleep moves, volumes, and switches for everything that differs between systems or can go
 // wrong. Constructing one puts it in force; destroying it puts the former one back.
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -30,20 +31,14 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
     std::string content;                   ///< regular: the bytes; symbolic link: its target
     std::optional<std::int64_t> fakeSize;  ///< the size told instead of the content's (big and sparse files)
     std::int64_t rsrcSize = 0;
-    std::string resourceFork;  ///< what reading the resource fork gives
-    bool isSigned = false;
-    std::int64_t modTimeSec = 0;
-    std::int64_t createTimeSec = 0;  ///< 0: not reported
+    std::string resourceFork;                        ///< what reading the resource fork gives
+    std::int64_t modTimeSec = 0, createTimeSec = 0;  ///< creation 0: not reported
     std::uint16_t finderFlags = 0;
     std::uint32_t linkCount = 1;
-    unsigned mode = 0644;
-    unsigned userId = 501;
-    unsigned groupId = 20;
-    bool backupExcluded = false;
-    int queryErrno = 0;  ///< answers of the single queries about this entry
-    int statErrno = 0;
-    int finderErrno = 0;
-    int openErrno = 0;  ///< opening the file, or listing the directory
+    unsigned mode = 0644, userId = 501, groupId = 20;
+    bool isSigned = false, backupExcluded = false;
+    int queryErrno = 0, statErrno = 0, finderErrno = 0;  ///< answers of the single queries about this entry
+    int openErrno = 0;                                   ///< opening the file, or listing the directory
     int readErrno = 0;  ///< after readErrnoAfter bytes (files) or entries (directories)
     std::int64_t readErrnoAfter = 0;
     std::uint64_t inode = 0;
@@ -51,8 +46,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   };
   struct FakeVolume {
     std::string path;  ///< without trailing "/" (but "/")
-    bool isLocal = true;
-    bool isBrowsable = true;
+    bool isLocal = true, isBrowsable = true;
     std::optional<platform::VolumePropertyError> error;
     platform::VolumeAttributes attributes;
     int queryErrno = 0;
@@ -61,19 +55,23 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   };
 
   FakePlatform();
-  ~FakePlatform() override;
+  ~FakePlatform() override { platform::SetPlatform(former_); }
   FakePlatform(const FakePlatform&) = delete;
   FakePlatform& operator=(const FakePlatform&) = delete;
 
   // --- building and looking at the file system (missing parents are made; times are the fake clock's) ---
   Node& MakeFolders(std::string_view path);
-  Node& WriteFile(std::string_view path, std::string_view content);
-  Node& MakeLink(std::string_view path, std::string_view target);
-  Node& MakeSpecial(std::string_view path, platform::EntryKind kind);
+  Node& WriteFile(std::string_view path, std::string_view content) {
+    return MakeSpecial(path, platform::EntryKind::kRegular, content);
+  }
+  Node& MakeLink(std::string_view path, std::string_view target) {
+    return MakeSpecial(path, platform::EntryKind::kSymbolicLink, target);
+  }
+  Node& MakeSpecial(std::string_view path, platform::EntryKind kind, std::string_view content = "");
   /// Removes an entry with all below it; true when it was there.
   bool Remove(std::string_view path);
   /// Null when missing. Links are not followed in the last component.
-  Node* Find(std::string_view path);
+  Node* Find(std::string_view path) { return Resolve(path, false).get(); }
   bool Has(std::string_view path) { return Find(path) != nullptr; }
   /// Content of a regular file; "<missing>" when there is none.
   std::string ReadFile(std::string_view path);
@@ -122,9 +120,8 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::vector<std::string> shellLines;  ///< every line run
   /// Runs a shell line of the fake: gets the line, may write files, gives the raw wait status.
   std::function<int(const std::string& line)> shell;
-  int childPollsUntilEnd = 0;  ///< polls after which a started child has ended
+  int childPollsUntilEnd = 0, killErrno = 0;  ///< polls after which a started child has ended; the errno of kills
   std::vector<int> killedChildren;
-  int killErrno = 0;
 
   // --- platform::Files ---
   platform::ListResult ListDirectory(const char* path, platform::EntryVisitor& visitor) override;
@@ -142,14 +139,14 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   int Close(int descriptor) override;
   int Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) override;
   int Write(int descriptor, const void* buffer, std::size_t bytes, std::size_t& written) override;
-  int Seek(int descriptor, std::int64_t offset) override;
+  int Seek(int descriptor, std::int64_t offset) override { return FileAt(descriptor).offset = offset, 0; }
   int StatDescriptor(int descriptor, platform::FileFacts& facts) override;
   int ChangeDescriptorMode(int descriptor, unsigned mode) override;
-  int TryLockExclusive(int descriptor) override;
+  int TryLockExclusive(int descriptor) override { return Fault("lock", FileAt(descriptor).path); }
   int Rename(const char* from, const char* to) override;
   int Unlink(const char* path) override;
   int MakeDirectory(const char* path, unsigned mode) override;
-  int MakeHiddenDirectory(const char* path, unsigned mode) override;
+  int MakeHiddenDirectory(const char* path, unsigned mode) override { return MakeDirectory(path, mode); }
   int ChangeMode(const char* path, unsigned mode) override;
   int MakeTemporaryFile(std::string_view directory, std::string_view prefix, std::string_view suffix,
                         std::string& path) override;
@@ -157,8 +154,11 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   // --- platform::Volumes ---
   int ListMountedVolumes(std::vector<platform::MountedVolume>& mounted) override;
   int QueryVolume(const char* mountPoint, platform::VolumeAttributes& attributes) override;
-  platform::MediaWalk WalkMedia(const char* mountPoint, const std::string& deviceName) override;
-  int ReadSkippedMounts(std::vector<platform::MountTableRow>& rows) override;
+  platform::MediaWalk WalkMedia(const char* mountPoint, const std::string& deviceName) override {
+    const FakeVolume* volume = VolumeAt(mountPoint);
+    return volume != nullptr && !deviceName.empty() ? volume->media : platform::MediaWalk{};
+  }
+  int ReadSkippedMounts(std::vector<platform::MountTableRow>& rows) override { return rows = skippedMounts, 0; }
   platform::PropertyListStatus ReadBackupDestinations(const char* path,
                                                       std::vector<platform::DestinationValue>& values) override;
 
@@ -171,45 +171,68 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   int ProcessId() override { return pid; }
   unsigned EffectiveUserId() override { return euid; }
   void RestrictSideEffects() override { ++sideEffectRestrictions; }
-  bool FindLogin(const std::string& name, platform::LoginFacts& login) override;
-  bool CurrentLogin(platform::LoginFacts& login) override;
+  bool FindLogin(const std::string& name, platform::LoginFacts& login) override {
+    for (const auto& known : logins) {
+      if (known.name == name) return login = known, true;
+    }
+    return false;
+  }
+  bool CurrentLogin(platform::LoginFacts& login) override {
+    const auto mine = std::ranges::find(logins, euid, &platform::LoginFacts::userId);
+    return mine != logins.end() && FindLogin(mine->name, login);
+  }
   [[noreturn]] void Exit(int status) override { throw ExitCalled{status}; }
   platform::MemoryFigures ProcessMemory() override { return memory; }
   std::uint64_t HardwareMemoryBytes() override { return hardwareMemory; }
   std::string MachineName() override { return machineName; }
   bool IsTranslatedProcess() override { return translated; }
-  bool Query64BitHardware(bool& is64Bit) override;
-  bool HostName(std::string& name) override;
-  platform::HardwareAddressStatus HardwareAddress(std::string& address) override;
+  bool Query64BitHardware(bool& is64Bit) override {
+    is64Bit = hardware64.value_or(false);
+    return hardware64.has_value();
+  }
+  bool HostName(std::string& name) override {
+    name = hostName.value_or("");
+    return hostName.has_value();
+  }
+  platform::HardwareAddressStatus HardwareAddress(std::string& address) override {
+    return address = hardwareAddress, hardwareAddressStatus;
+  }
   std::uint32_t RandomBelow(std::uint32_t bound) override;
   platform::PropertyListStatus ReadProductVersion(const char* path, std::string& version) override;
   int RunShellAndWait(const char* line, int& error) override;
-  int StartShell(const char* line, int& error) override;
-  platform::ChildStatus PollChild(int pid) override;
-  int KillChildGroup(int pid) override;
+  int StartShell(const char* line, int& error) override {
+    childPolls_ = 0;
+    RunShellAndWait(line, error);
+    return 777;
+  }
+  platform::ChildStatus PollChild(int child) override {
+    if (!killedChildren.empty() || childPolls_++ >= childPollsUntilEnd) return {true, child, 0};
+    return {false, 0, 0};
+  }
+  int KillChildGroup(int child) override {
+    if (killErrno == 0) killedChildren.push_back(child);
+    return killErrno;
+  }
 
  private:
   struct OpenFile {
     std::shared_ptr<Node> node;
     std::string path;
-    platform::OpenMode mode;
     std::int64_t offset = 0;
   };
   int Fault(std::string_view operation, std::string_view path) const { return fault ? fault(operation, path) : 0; }
   std::shared_ptr<Node> Resolve(std::string_view path, bool followLast, int depth = 0) const;
+  /// The entry a query is about, or the query's errno.
+  int Look(std::string_view operation, std::string_view path, bool followLast, std::shared_ptr<Node>& node) const;
   std::shared_ptr<Node> ParentOf(std::string_view path, std::string& name) const;
   std::shared_ptr<Node> NewNode(platform::EntryKind kind);
-  Node& Place(std::string_view path, std::shared_ptr<Node> node);
   FakeVolume* VolumeAt(std::string_view mountPoint);
-  OpenFile* FileAt(int descriptor);
+  OpenFile& FileAt(int descriptor) { return open_.at(descriptor); }  ///< one that is not open ends the test
 
   std::shared_ptr<Node> root_;
   std::map<int, OpenFile> open_;
-  int nextDescriptor_ = 1000;
-  std::uint64_t nextInode_ = 2;
-  std::uint64_t nextMountId_ = 1;
-  std::uint32_t randomIndex_ = 0;
-  std::uint32_t temporaryIndex_ = 0;
-  int childPolls_ = 0;
+  int nextDescriptor_ = 1000, childPolls_ = 0;
+  std::uint64_t nextInode_ = 2, nextMountId_ = 1;
+  std::uint32_t randomIndex_ = 0, temporaryIndex_ = 0;
   platform::Platform former_;
 };

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <string>
 #include <string_view>
 
@@ -24,11 +25,9 @@ class PlatformTest : public ::testing::Test {
   PlatformTest() {
     ForgetBaseState();
     fake.MakeFolders(kData);
-    fake.WriteFile(
-        "/Library/Kestrune.tqpkg/tqinstall.xml",
-        std::string("<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<contents>\n<datadir>/Library/Kestrune.tqpkg/tqdata"
-                    "</datadir>\n<hguid>") +
-            kHostGuid + "</hguid>\n</contents>\n");
+    fake.WriteFile("/Library/Kestrune.tqpkg/tqinstall.xml",
+                   "<?xml?>\n<contents>\n<datadir>/Library/Kestrune.tqpkg/tqdata</datadir>\n<hguid>" +
+                       std::string(kHostGuid) + "</hguid>\n</contents>\n");
     SetProductVersion("10.15.7");
     TqLog::OpenLog(Data("tqlogs/tqfilelist"), TqInstall::DataFolder());
   }
@@ -44,29 +43,34 @@ class PlatformTest : public ::testing::Test {
   }
   void SetProductVersion(std::string_view version) {
     TqSystem::ForgetOsDetailText();
-    fake.WriteFile("/System/Library/CoreServices/SystemVersion.plist",
-                   "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist "
-                   "version=\"1.0\">\n<dict>\n<key>ProductVersion</key>\n<string>" +
-                       std::string(version) + "</string>\n</dict>\n</plist>\n");
+    fake.WriteFile(
+        "/System/Library/CoreServices/SystemVersion.plist",
+        "<plist><dict><key>ProductVersion</key><string>" + std::string(version) + "</string></dict></plist>\n");
+  }
+  /// Fails the named operations (blanks between them) on paths that hold `part`, the first `times` times.
+  void Fail(std::string_view operations, std::string part, int error = EIO, int times = 1'000'000) {
+    fake.fault = [=, left = times](std::string_view operation, std::string_view path) mutable {
+      const bool hit = operations.find(operation) != operations.npos && path.find(part) != path.npos && left > 0;
+      return hit ? (--left, error) : 0;
+    };
   }
   /// A path in the data folder.
   static std::string Data(std::string_view relative) { return std::string(kData) + std::string(relative); }
   /// All daily logs' text, one behind the other.
   std::string LogText() {
     std::string all;
-    for (const std::string& name : fake.Names(Data("tqlogs/tqfilelist"))) {
-      all += fake.ReadFile(Data("tqlogs/tqfilelist/") + name);
-    }
+    const std::string folder = Data("tqlogs/tqfilelist/");
+    for (const std::string& name : fake.Names(folder)) all += fake.ReadFile(folder + name);
     return all;
   }
   bool Logged(std::string_view text) { return LogText().find(text) != std::string::npos; }
-  /// How many log lines hold `text`.
-  int CountLogged(std::string_view text) {
-    const std::string all = LogText();
+  /// How many times `part` is in `text`.
+  static int Count(const std::string& text, std::string_view part) {
     int count = 0;
-    for (std::size_t at = all.find(text); at != std::string::npos; at = all.find(text, at + 1)) ++count;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
     return count;
   }
+  int CountLogged(std::string_view text) { return Count(LogText(), text); }
 
   FakePlatform fake;
 };

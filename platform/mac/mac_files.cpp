@@ -53,8 +53,8 @@ using Directory = std::unique_ptr<DIR, int (*)(DIR*)>;
 attrlist EntryRequest(bool withReturnedSet) {
   attrlist request{};
   request.bitmapcount = ATTR_BIT_MAP_COUNT;
-  request.commonattr = ATTR_CMN_OBJTYPE | ATTR_CMN_CRTIME | ATTR_CMN_MODTIME | ATTR_CMN_CHGTIME | ATTR_CMN_FNDRINFO |
-                       ATTR_CMN_FLAGS;
+  request.commonattr =
+      ATTR_CMN_OBJTYPE | ATTR_CMN_CRTIME | ATTR_CMN_MODTIME | ATTR_CMN_CHGTIME | ATTR_CMN_FNDRINFO | ATTR_CMN_FLAGS;
   if (withReturnedSet) request.commonattr |= ATTR_CMN_RETURNED_ATTRS;
   request.fileattr = ATTR_FILE_LINKCOUNT | ATTR_FILE_TOTALSIZE | ATTR_FILE_DATALENGTH | ATTR_FILE_RSRCLENGTH;
   return request;

@@ -139,6 +139,7 @@ MediaWalk MacVolumes::WalkMedia(const char*, const std::string& deviceName) {
 }
 
 int MacVolumes::ReadSkippedMounts(std::vector<MountTableRow>& rows) {
+  rows.clear();
   struct statfs* mounts = nullptr;  // the system library's own: not to be freed, overwritten by the next call
   const int count = getmntinfo(&mounts, MNT_NOWAIT);  // waiting would hang on a dead server
   if (count <= 0) return errno;

@@ -22,8 +22,7 @@ constexpr int kWalkTries = 5;
 IoHolder FindByDeviceName(const std::string& name) {
   // The dictionary is not ours any more after the call, which takes its reference; null is allowed. MACH_PORT_NULL
   // means the default port and, unlike the constants for it, exists in every version of the system.
-  return IoHolder(
-      IOServiceGetMatchingService(MACH_PORT_NULL, IOBSDNameMatching(MACH_PORT_NULL, 0, name.c_str())));
+  return IoHolder(IOServiceGetMatchingService(MACH_PORT_NULL, IOBSDNameMatching(MACH_PORT_NULL, 0, name.c_str())));
 }
 
 IoHolder FindByDiskArbitration(const std::string& name) {

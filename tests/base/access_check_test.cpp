@@ -1,6 +1,5 @@
 #include "base/access_check.h"
 
-#include <cerrno>
 #include <tuple>
 
 #include "tests/platform_fixture.h"
@@ -13,10 +12,6 @@ class AccessCheckTest : public PlatformTest {
     TqString detail;
     const bool can = TqSystem::LoginCanRead(login, "/a/b/file", detail);
     return (can ? "yes " : "no ") + std::string(detail.View());
-  }
-  void SetMode(const char* path, unsigned mode, unsigned userId, unsigned groupId) {
-    std::tie(fake.Find(path)->mode, fake.Find(path)->userId, fake.Find(path)->groupId) =
-        std::tie(mode, userId, groupId);
   }
 };
 
@@ -36,19 +31,19 @@ TEST_F(AccessCheckTest, CurrentLoginOpensTheFile) {
 
 TEST_F(AccessCheckTest, ModeBitsOfEveryComponent) {
   fake.WriteFile("/a/b/file", "x");
-  EXPECT_EQ(Answer("bob"), "yes mode_bits_allow");
   EXPECT_EQ(Answer("nobody"), "no unknown_login");
-  SetMode("/a/b/file", 0077, 501, 20);
-  EXPECT_EQ(Answer("bob"), "no mode_bits_deny_at=/a/b/file") << "the owner's bits alone count for the owner";
-  SetMode("/a/b/file", 0707, 0, 80);
-  EXPECT_EQ(Answer("bob"), "no mode_bits_deny_at=/a/b/file") << "the group's bits alone count for a member";
-  SetMode("/a/b/file", 0004, 0, 0);
-  EXPECT_EQ(Answer("bob"), "yes mode_bits_allow");
-  SetMode("/a/b", 0766, 0, 0);
-  EXPECT_EQ(Answer("bob"), "no mode_bits_deny_at=/a/b") << "a folder must be searchable";
-  SetMode("/a/b", 0711, 0, 0);
-  EXPECT_EQ(Answer("bob"), "yes mode_bits_allow");
-  SetMode("/a", 0000, 501, 20);
+  const auto with = [&](const char* path, unsigned mode, unsigned userId, unsigned groupId) {
+    auto& node = *fake.Find(path);
+    std::tie(node.mode, node.userId, node.groupId) = std::tuple(mode, userId, groupId);
+    return Answer("bob");
+  };
+  EXPECT_EQ(with("/a/b/file", 0600, 501, 20), "yes mode_bits_allow");
+  EXPECT_EQ(with("/a/b/file", 0077, 501, 20), "no mode_bits_deny_at=/a/b/file") << "the owner's bits alone count";
+  EXPECT_EQ(with("/a/b/file", 0707, 0, 80), "no mode_bits_deny_at=/a/b/file") << "a member's: the group's alone";
+  EXPECT_EQ(with("/a/b/file", 0004, 0, 0), "yes mode_bits_allow");
+  EXPECT_EQ(with("/a/b", 0766, 0, 0), "no mode_bits_deny_at=/a/b") << "a folder must be searchable";
+  EXPECT_EQ(with("/a/b", 0711, 0, 0), "yes mode_bits_allow");
+  fake.Find("/a")->mode = 0;
   EXPECT_EQ(Answer("root"), "yes mode_bits_allow");
   fake.Remove("/a/b/file");
   EXPECT_EQ(Answer("root"), "no mode_bits_deny_at=/a/b/file");

@@ -1,7 +1,5 @@
 #include "base/file_lock.h"
 
-#include <cerrno>
-
 #include "tests/platform_fixture.h"
 
 namespace {
@@ -21,8 +19,9 @@ class FileLockTest : public PlatformTest {
     return TqLock::GrabFileBasedLock(kLock, 100, waitSeconds);
   }
   bool Refresh(TqLockHandle* handle) { return TqLock::RefreshFileBasedLock(handle); }
-  bool FailedBecause(const std::string& reason) {
-    return Logged("ERROR: processId=12345 failed to refresh lock because " + reason);
+  /// Whether the refresh failed, and said so.
+  bool RefreshFails(TqLockHandle* handle, const std::string& reason) {
+    return !Refresh(handle) && Logged("ERROR: processId=12345 failed to refresh lock because " + reason);
   }
   /// Another holder's file of that age.
   void OthersLock(std::int64_t ageSeconds) {
@@ -34,27 +33,13 @@ class FileLockTest : public PlatformTest {
   std::function<bool(std::string_view, std::string_view)> onOperation;  ///< true: the operation fails
 };
 
-TEST_F(FileLockTest, GrabRecordsTheFilesOwnTimeAndReleaseDeletesIt) {
-  fake.fileClockAheadSeconds = 7;
-  auto handle = Grab();
-  ASSERT_NE(handle, nullptr);
-  EXPECT_EQ(handle->recordedModTime, fake.nowMillis + 7'000);
-  EXPECT_EQ(fake.Find(kLock)->mode, 0666U);
-  TqLock::ReleaseFileBasedLock(std::move(handle));
-  EXPECT_EQ(FilesLeft(), 0U);
-  EXPECT_EQ(LogText(), "");
-}
-
 TEST_F(FileLockTest, WaitOfThreeSecondsIsSixteenAttemptsAndNoWaitIsOne) {
   OthersLock(0);
-  EXPECT_EQ(Grab(3), nullptr);
-  EXPECT_EQ(lockOpens, 16);
+  EXPECT_TRUE(Grab(3) == nullptr && lockOpens == 16);
   std::vector<std::int64_t> expected = {5'000, 10'000, 20'000, 40'000, 80'000, 160'000};
   expected.resize(15, 320'000);
   EXPECT_EQ(fake.sleepsMicros, expected);
-  EXPECT_EQ(Grab(0), nullptr);
-  EXPECT_EQ(lockOpens, 17);
-  EXPECT_EQ(fake.sleepsMicros, expected);
+  EXPECT_TRUE(Grab(0) == nullptr && lockOpens == 17 && fake.sleepsMicros == expected);
   // A long wait never pauses for more than three seconds at a time, and ends when the holder lets go.
   fake.onSleep = [this, end = fake.nowMillis + 60'000](std::int64_t micros) {
     EXPECT_LE(micros, 3'000'000);
@@ -67,8 +52,7 @@ TEST_F(FileLockTest, OnlyALockOlderThanItsStalenessByTheFileSystemsClockIsBroken
   OthersLock(100);
   EXPECT_EQ(Grab(), nullptr);
   OthersLock(101);
-  EXPECT_NE(Grab(), nullptr);
-  EXPECT_EQ(FilesLeft(), 1U);
+  EXPECT_TRUE(Grab() != nullptr && FilesLeft() == 1);
   OthersLock(50);
   fake.fileClockAheadSeconds = 60;
   EXPECT_NE(Grab(), nullptr);
@@ -83,14 +67,12 @@ TEST_F(FileLockTest, AFreshLockInPlaceOfTheStaleOneIsLeftAlone) {
     if (operation == "unlink" && path != kLock) OthersLock(0);  // another process breaks it during the clock probe
     return false;
   };
-  EXPECT_EQ(Grab(), nullptr);
-  EXPECT_TRUE(fake.Has(kLock));
+  EXPECT_TRUE(Grab() == nullptr && fake.Has(kLock));
   OthersLock(1'000);
   onOperation = [](std::string_view operation, std::string_view path) {
     return path == kLock && (operation == "query" || operation == "finder");
   };
-  EXPECT_EQ(Grab(), nullptr);  // a time that cannot be read proves nothing
-  EXPECT_TRUE(fake.Has(kLock));
+  EXPECT_TRUE(Grab() == nullptr && fake.Has(kLock));  // a time that cannot be read proves nothing
   onOperation = [this](std::string_view operation, std::string_view) {
     if (operation == "query") fake.Remove(kLock);  // released right after the last attempt
     return false;
@@ -99,18 +81,19 @@ TEST_F(FileLockTest, AFreshLockInPlaceOfTheStaleOneIsLeftAlone) {
 }
 
 TEST_F(FileLockTest, RefreshReplacesTheFileAtMostOncePerFifteenSeconds) {
+  fake.fileClockAheadSeconds = 7;  // it is the file's own time that is recorded
   auto handle = Grab();
+  ASSERT_TRUE(handle != nullptr && handle->recordedModTime == fake.nowMillis + 7'000);
+  EXPECT_EQ(fake.Find(kLock)->mode, 0666U);
   const std::uint64_t first = fake.Find(kLock)->inode;
   fake.nowMillis += 14'999;
-  EXPECT_TRUE(Refresh(handle.get()));
-  EXPECT_EQ(fake.Find(kLock)->inode, first);
+  EXPECT_TRUE(Refresh(handle.get()) && fake.Find(kLock)->inode == first);
   fake.nowMillis += 1;
-  EXPECT_TRUE(Refresh(handle.get()));
-  EXPECT_NE(fake.Find(kLock)->inode, first);
-  EXPECT_EQ(handle->recordedModTime, fake.nowMillis);
-  EXPECT_EQ(handle->lastRefresh, fake.nowMillis);
+  EXPECT_TRUE(Refresh(handle.get()) && fake.Find(kLock)->inode != first);
+  EXPECT_TRUE(handle->recordedModTime == fake.nowMillis + 7'000 && handle->lastRefresh == fake.nowMillis);
   EXPECT_EQ(FilesLeft(), 1U);
-  EXPECT_EQ(LogText(), "");
+  TqLock::ReleaseFileBasedLock(std::move(handle));
+  EXPECT_TRUE(FilesLeft() == 0 && LogText().empty());
 }
 
 TEST_F(FileLockTest, RefreshTellsHowTheLockWasLost) {
@@ -118,21 +101,18 @@ TEST_F(FileLockTest, RefreshTellsHowTheLockWasLost) {
   const std::int64_t recorded = handle->recordedModTime;
   fake.nowMillis += 20'000;
   OthersLock(0);
-  EXPECT_FALSE(Refresh(handle.get()));
-  EXPECT_TRUE(FailedBecause("file mod time changed: /locks/scan.lcktime was supposed to be " +
-                            std::to_string(recorded) + " but instead the fileLastModTime was " +
-                            std::to_string(recorded + 20'000) +
-                            " which is a difference of 20000 millis (20 seconds)\n"));
+  EXPECT_TRUE(RefreshFails(handle.get(), "file mod time changed: /locks/scan.lcktime was supposed to be " +
+                                             std::to_string(recorded) + " but instead the fileLastModTime was " +
+                                             std::to_string(recorded + 20'000) +
+                                             " which is a difference of 20000 millis (20 seconds)\n"));
   TqLock::ReleaseFileBasedLock(std::move(handle));
   EXPECT_TRUE(Logged("ERROR: TqLock::ReleaseFileBasedLock, not our lock: /locks/scan.lck\n"));
   EXPECT_TRUE(fake.Remove(kLock));
   handle = Grab();
   fake.nowMillis += 101'000;
-  EXPECT_FALSE(Refresh(handle.get()));
-  EXPECT_TRUE(FailedBecause("file mod time too long ago: /locks/scan.lck\n"));
+  EXPECT_TRUE(RefreshFails(handle.get(), "file mod time too long ago: /locks/scan.lck\n"));
   fake.Remove(kLock);
-  EXPECT_FALSE(Refresh(handle.get()));
-  EXPECT_TRUE(FailedBecause("file does not exist: /locks/scan.lck\n"));
+  EXPECT_TRUE(RefreshFails(handle.get(), "file does not exist: /locks/scan.lck\n"));
   EXPECT_EQ(FilesLeft(), 0U);
 }
 
@@ -141,9 +121,8 @@ TEST_F(FileLockTest, RefreshThatCannotReplaceTheFileLeavesItAndNothingElse) {
   auto handle = Grab();
   fake.nowMillis += 20'000;
   onOperation = [](std::string_view operation, std::string_view) { return operation == "rename"; };
-  EXPECT_FALSE(Refresh(handle.get()));
-  EXPECT_TRUE(FailedBecause("could not AtomicMove file: /locks/scan.lck_65535_" + std::to_string(fake.nowMillis)));
-  EXPECT_EQ(FilesLeft(), 1U);
+  const std::string reason = "could not AtomicMove file: /locks/scan.lck_65535_" + std::to_string(fake.nowMillis);
+  EXPECT_TRUE(RefreshFails(handle.get(), reason) && FilesLeft() == 1);
   onOperation = nullptr;
   handle->recordedModTime = 0;  // unknown: not compared
   fake.fileClockAheadSeconds = -301;

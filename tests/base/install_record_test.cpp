@@ -14,8 +14,7 @@ class InstallRecordTest : public PlatformTest {
 
 TEST_F(InstallRecordTest, DataFolderComesFromElementThenAttributeThenDefault) {
   const std::pair<const char*, const char*> cases[] = {
-      {"<datadir> /Users/Shared/tq </datadir>", "/Users/Shared/tq/"},
-      {"<datadir>/x/y///</datadir>", "/x/y/"},
+      {"<datadir> /Users/Shared/tq/// </datadir>", "/Users/Shared/tq/"},
       {"<c datadir=\"/attribute\" />\n<datadir>/element</datadir>", "/element/"},
       {"<datadir></datadir>", kData},
       {"<datadir>relative/dir</datadir>", kData},
@@ -32,8 +31,7 @@ TEST_F(InstallRecordTest, PlainInstallationFolderWinsWhenItIsADirectory) {
   fake.WriteFile("/Library/Kestrune", "no folder");
   EXPECT_EQ(TqInstall::InstallFolder(), "/Library/Kestrune.tqpkg/");
   TqInstall::Forget();
-  fake.Remove("/Library/Kestrune");
-  fake.MakeFolders("/Library/Kestrune");
+  fake.Find("/Library/Kestrune")->kind = platform::EntryKind::kDirectory;
   EXPECT_EQ(TqInstall::DataFolder(), "/Library/Kestrune/tqdata/");
 }
 
@@ -52,14 +50,11 @@ TEST_F(InstallRecordTest, HostGuidCountsOnlyWithTwentyFourCharactersAndIsCachedE
 
 TEST_F(InstallRecordTest, FoldersGetFullModeAndSubFoldersNeedADataFolder) {
   fake.Remove("/Library/Kestrune.tqpkg/tqdata");
-  EXPECT_FALSE(TqInstall::CreateSubFolder(TqInstall::ReportsFolder()));
-  EXPECT_FALSE(fake.Has(kData));
+  EXPECT_FALSE(TqInstall::CreateSubFolder(TqInstall::ReportsFolder()) || fake.Has(kData));
   fake.Find("/Library")->mode = 0700;
-  EXPECT_TRUE(TqInstall::CreateDataFolder());
-  EXPECT_TRUE(TqInstall::CreateSubFolder(TqInstall::ReportsFolder()));
+  EXPECT_TRUE(TqInstall::CreateDataFolder() && TqInstall::CreateSubFolder(TqInstall::ReportsFolder()));
   EXPECT_EQ(fake.Find("/Library")->mode, 0700U);
-  EXPECT_EQ(fake.Find(kData)->mode, 0777U);
-  EXPECT_EQ(fake.Find(Data("tqreports"))->mode, 0777U);
+  EXPECT_TRUE(fake.Find(kData)->mode == 0777 && fake.Find(Data("tqreports"))->mode == 0777);
 }
 
 }  // namespace

@@ -23,9 +23,9 @@ TEST(AttributeReplyTest, ReadsAWholeReply) {
 }
 
 TEST(AttributeReplyTest, NamesEveryKindAndNoOther) {
-  const EntryKind kinds[] = {EntryKind::kRegular,         EntryKind::kDirectory,    EntryKind::kBlockDevice,
-                             EntryKind::kCharacterDevice, EntryKind::kSymbolicLink, EntryKind::kSocket,
-                             EntryKind::kFifo};
+  const EntryKind kinds[] = {
+      EntryKind::kRegular,      EntryKind::kDirectory, EntryKind::kBlockDevice, EntryKind::kCharacterDevice,
+      EntryKind::kSymbolicLink, EntryKind::kSocket,    EntryKind::kFifo};
   EntryAttributes entry;
   for (std::uint32_t type = 1; type <= 7; ++type) {
     ASSERT_TRUE(DecodeEntryReply(FileReply(type), true, entry)) << type;
@@ -109,7 +109,7 @@ TEST(AttributeReplyTest, ReadsTheFinderFlagsAlone) {
   std::uint16_t flags = 1;
   ASSERT_TRUE(DecodeFinderReply(reply, flags));
   EXPECT_EQ(flags, 0x2000);
-  Put(reply, 0, std::uint32_t{8});
+  Put(reply, 0, std::uint32_t{39});
   EXPECT_FALSE(DecodeFinderReply(reply, flags));
 }
 

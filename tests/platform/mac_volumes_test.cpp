@@ -107,8 +107,11 @@ TEST(MacVolumeRulesTest, DeviceNamesTellHowTheMediumIsFound) {
   for (const char* none : {"", "//guest@server/share", "devfs", "ntfs://disk4s1/", "map auto_home", "/devices/disk1"}) {
     EXPECT_EQ(LookUpOf(none).way, Way::kNone) << none;
   }
-  EXPECT_EQ(LookUpOf("/dev/" + std::string(1019, 'd')).way, Way::kDeviceName);
-  EXPECT_EQ(LookUpOf("/dev/" + std::string(1020, 'd')).way, Way::kNone);
+  std::string name = "/dev/";
+  while (name.size() < 1024) name.push_back('d');
+  EXPECT_EQ(LookUpOf(name).way, Way::kDeviceName);
+  name.push_back('d');
+  EXPECT_EQ(LookUpOf(name).way, Way::kNone);
 }
 
 TEST(MacVolumeRulesTest, RegistryFactsBecomeMedia) {
@@ -148,9 +151,8 @@ TEST(MacVolumeRulesTest, MountTableRows) {
 
 TEST(MacVolumeRulesTest, TheBootVolumeComesFirst) {
   std::vector<MountedVolume> volumes(3);
-  volumes[0].path = "/Volumes/b";
-  volumes[1].path = "/Volumes/a";
-  volumes[2].path = "/";
+  for (std::size_t i = 0; i < 3; ++i)
+    volumes[i].path = std::array<std::string_view, 3>{"/Volumes/b", "/Volumes/a", "/"}[i];
   PutRootFirst(volumes);
   EXPECT_EQ(volumes[0].path, "/");
   EXPECT_EQ(volumes[1].path, "/Volumes/b");
@@ -162,7 +164,8 @@ TEST(HardwareAddressTest, ReadsTheAddressBehindTheInterfacesName) {
     Bytes bytes(8 + name.size() + addressBytes);
     Put(bytes, 5, static_cast<std::uint8_t>(name.size()));
     Put(bytes, 6, addressBytes);
-    for (std::uint8_t i = 0; i < addressBytes; ++i) Put(bytes, 8 + name.size() + i, static_cast<std::uint8_t>(0xFA + i));
+    for (std::uint8_t i = 0; i < addressBytes; ++i)
+      Put(bytes, 8 + name.size() + i, static_cast<std::uint8_t>(0xFA + i));
     return bytes;
   };
   EXPECT_EQ(HardwareAddressText(AddressInLinkSocket(socketOf("en0", 6))), "fa-fb-fc-fd-fe-ff");

@@ -48,7 +48,7 @@ TEST(PropertyListTest, ReadsTheValuesAndUnescapesTheirTexts) {
 }
 
 TEST(PropertyListTest, RefusesWhatIsNoListWithoutHarm) {
-  const std::string malformed[] = {
+  const char* malformed[] = {
       "",
       "bplist00\x01\x02",
       "<plist/>",
@@ -72,7 +72,7 @@ TEST(PropertyListTest, RefusesWhatIsNoListWithoutHarm) {
       "<string><![CDATA[a</string>",
       "<other/>",
       "<!DOCTYPE plist [<!ENTITY a \"aaaa\"><!ENTITY b \"&a;&a;\">]><plist><string>&b;</string></plist>"};
-  for (const std::string& text : malformed) EXPECT_FALSE(Parses(text)) << text;
+  for (const char* text : malformed) EXPECT_FALSE(Parses(text)) << text;
   // Every beginning of a good list is a bad one.
   const std::string good = "<plist><dict><key>a</key><array><string>&lt;</string><true/></array></dict></plist>";
   ASSERT_TRUE(Parses(good));

@@ -108,3 +108,13 @@ TEST_F(CommandsTest, TwoWaysIntoTheScanRun) {
   EXPECT_TRUE(run.firstInstall);
   EXPECT_EQ(CountLogged("got three hour lock, starting scan...."), 2);
 }
+
+TEST_F(CommandsTest, OnlyTheDirectoryListingsRestrictSideEffects) {
+  fake.MakeFolders("/folder");
+  Call(Words({"-fileinfo", "/folder"}), TqStage::kAfterSettings);
+  EXPECT_EQ(fake.sideEffectRestrictions, 0);
+  Call(Words({"-dirlist", "/folder"}), TqStage::kAfterSettings);
+  EXPECT_EQ(fake.sideEffectRestrictions, 1);
+  Call(Words({"-dirlistdetail", "/folder"}), TqStage::kAfterSettings);
+  EXPECT_EQ(fake.sideEffectRestrictions, 2);
+}

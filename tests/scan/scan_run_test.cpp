@@ -20,6 +20,17 @@ void WhenListed(FakePlatform& fake, const std::string& folder, const std::functi
 
 // --- runs to the end ---
 
+TEST_F(ScanRunTest, NothingIsListedBeforeSideEffectsAreRestricted) {
+  int listedBefore = 0;
+  fake.fault = [this, &listedBefore](std::string_view operation, std::string_view) {
+    listedBefore += operation == "list" && fake.sideEffectRestrictions == 0 ? 1 : 0;
+    return 0;
+  };
+  ASSERT_EQ(Run(), 0);
+  EXPECT_EQ(listedBefore, 0);
+  EXPECT_EQ(fake.sideEffectRestrictions, 1);
+}
+
 TEST_F(ScanRunTest, FreshRunReplacesEverythingLeftOver) {
   for (const char* leftover : {"completefilelist.dat", "bigfilelist.dat.future", "topdirs.xml.future", "x.future_aside",
                                "urgent_is_still_running_flag.txt"}) {

@@ -36,6 +36,16 @@ class SelectionTest : public PlatformTest {
   void WriteSettings(const std::string& elements) {
     fake.WriteFile(Data("tqinfo.xml"), "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n" + elements);
   }
+  /// Calls `take` with every rule in the order in which they are tried, and with the number of its group.
+  template <class Take>
+  static void ForEachRule(Take take) {
+    for (std::int32_t i = 0; i < count; ++i) {
+      for (const auto* sub = &tqRules[i]; sub != nullptr; sub = sub->nextExtensionGroup) {
+        for (const auto* rule = sub; rule != nullptr; rule = rule->nextSameExtension) take(*rule, i);
+      }
+    }
+  }
+  static std::string Shown(const char* criterion) { return criterion != nullptr ? criterion : "*"; }
 
   void ExpectLogged(std::initializer_list<std::string> texts) {
     for (const std::string& text : texts) EXPECT_TRUE(Logged(text)) << text;

@@ -38,8 +38,7 @@ TEST_F(SettingsTest, NumbersHaveTheirBoundsAndFallbacks) {
   EXPECT_EQ(ReadOne("max_filesize_mb", "none").maxFileSizeMb, 1'000'000'000);
   EXPECT_EQ(ReadOne("max_filesize_mb", "12 MB").maxFileSizeMb, 4000);
   EXPECT_EQ(ReadOne("max_filesize_mb", "70000").MaxFileSizeBytes(), 73'400'320'000);
-  EXPECT_EQ(ReadOne("net_throttle", "x").netThrottle, 50);
-  EXPECT_EQ(ReadOne("net_throttle", "+20").netThrottle, 20);
+  EXPECT_TRUE(ReadOne("net_throttle", "x").netThrottle == 50 && ReadOne("net_throttle", "+20").netThrottle == 20);
 }
 
 TEST_F(SettingsTest, MissingAttributesKeepTheirSettingUnlessTheyHaveADefault) {
@@ -48,14 +47,12 @@ TEST_F(SettingsTest, MissingAttributesKeepTheirSettingUnlessTheyHaveADefault) {
       "backup_schedule_type=\"when_idle\" backup_schedule_detail=\"noon\" online_hostname=\"A &amp; B\"\n"
       "scratch_vol_guid=\"x00012345678901234567890123a\" smartwatchfilesets=\"docs,video\" />");
   EXPECT_TRUE(!Settings().allowNetworkTests && !Settings().backupOnBattery && !Settings().netAutoThrottle);
-  EXPECT_STREQ(Settings().scheduleDetail.c_str(), "noon");
-  EXPECT_STREQ(Settings().scratchVguid.c_str(), "v000000000000000000000000000");
+  EXPECT_EQ(Joined(Settings().scheduleDetail, Settings().scratchVguid), "noonv000000000000000000000000000");
   EXPECT_TRUE(Settings().smartWatchDocs && Settings().smartWatchVideo && !Settings().smartWatchMusic);
   ReadOne("backup_schedule_type", "sometimes");
-  EXPECT_STREQ(Settings().scheduleType.c_str(), "when_idle");
-  EXPECT_STREQ(Settings().scheduleDetail.c_str(), "none");
+  EXPECT_EQ(Joined(Settings().scheduleType, Settings().scheduleDetail, Settings().onlineHostname),
+            "when_idlenoneA & B");
   EXPECT_TRUE(Settings().backupOnBattery && Settings().useTimeMachineExcludes);
-  EXPECT_STREQ(Settings().onlineHostname.c_str(), "A & B");
 }
 
 TEST_F(SettingsTest, SelectedVolumesAndBlockedNetworks) {
@@ -78,13 +75,11 @@ TEST_F(SettingsTest, SelectedVolumesAndBlockedNetworks) {
 }
 
 TEST_F(SettingsTest, AFailedReadChangesNothing) {
-  EXPECT_FALSE(ReadControlPanelSettingsFromTqInfoXmlFile());
-  EXPECT_FALSE(Settings().wereRead);
+  EXPECT_FALSE(ReadControlPanelSettingsFromTqInfoXmlFile() || Settings().wereRead);
   Read(Volume(kVguid, "/"));
   fake.WriteFile(Data("tqinfo.xml"), "");
   EXPECT_FALSE(ReadControlPanelSettingsFromTqInfoXmlFile());
-  EXPECT_EQ(Settings().selectedVolumes.size(), 1u);
-  EXPECT_TRUE(SettingsText().Contains(kVguid));
+  EXPECT_TRUE(Settings().selectedVolumes.size() == 1 && SettingsText().Contains(kVguid));
   EXPECT_TRUE(ReadOne("tqserv_long_term_mode_override", "slow").selectedVolumes.empty());
   EXPECT_STREQ(GetTqservLongTermModeOverride().c_str(), "slow");
   const std::string path = Data("tqinfo.xml");
@@ -104,11 +99,9 @@ TEST_F(SettingsTest, FilesToWatch) {
       "<tqdirfilter dir=\"/z/\" whichfiles=\"odd, Music\" /><tqdirfilter whichfiles=\"all\" /></do_backup>");
   ASSERT_TRUE(ParseTqInfoForFilesToWatch(dirs));
   ASSERT_EQ(dirs.size(), 4u);
-  EXPECT_STREQ(dirs[0].dir.c_str(), "/users/");
-  EXPECT_STREQ(dirs[0].extensions.At(1).c_str(), "txt");
-  EXPECT_STREQ(dirs[0].extensions.At(2).c_str(), " mp3");  // a lone extension is not trimmed
-  EXPECT_TRUE(dirs[1].none && !dirs[1].all && dirs[2].all);
-  EXPECT_EQ(dirs[3].extensions.Count(), 1);
+  const auto& extensions = dirs[0].extensions;  // a lone one (" mp3") is not trimmed
+  EXPECT_EQ(Joined(dirs[0].dir, extensions.At(0), extensions.At(1), extensions.At(2)), "/users/doctxt mp3");
+  EXPECT_TRUE(dirs[1].none && !dirs[1].all && dirs[2].all && dirs[3].extensions.Count() == 1);
   ExpectLogged({"contains a fileset that does not make sense: odd, tqdirfilter=<tqdirfilter dir=\"/z/\"",
                 "XmlSnippet NO dir in this tqdirfilter snippet: <tqdirfilter whichfiles",
                 "ERROR: no excludefiletypes tag in tqinfo file: " + Data("tqinfo.xml")});
@@ -130,34 +123,28 @@ TEST_F(SettingsTest, EmptyFileTypesAreToldSparingly) {
     for (int i = 0; i < times; ++i) ParseTqInfoForFilesToWatch(dirs);
     return CountLogged("ToWatch processId=12345)  excludefiletypes val zero len (hitWarningCount=");
   };
-  EXPECT_EQ(parse(25), 20);
-  EXPECT_EQ(CountLogged("logging rate is forced low to prevent log clutter."), 1);
+  EXPECT_TRUE(parse(25) == 20 && CountLogged("logging rate is forced low to prevent log clutter.") == 1);
   fake.nowMillis += 599'999;
   EXPECT_EQ(parse(1), 20);
   fake.nowMillis += 1;
-  EXPECT_EQ(parse(3), 23);
-  EXPECT_EQ(CountLogged("logging resuming normal rate."), 1);
+  EXPECT_TRUE(parse(3) == 23 && CountLogged("logging resuming normal rate.") == 1);
 }
 
 TEST_F(SettingsTest, FileSetDefinitions) {
   std::vector<FileSetDef> sets(1);
   WriteSettings("<p />");
-  EXPECT_FALSE(ReadFileSetDefs(sets));
-  EXPECT_TRUE(sets.empty());
+  EXPECT_TRUE(!ReadFileSetDefs(sets) && sets.empty());
   std::string many = "<filesetdef extensions=\"a\" /><filesetdef filesetname=\"empty\" />";
   for (int i = 2; i < 150; ++i) many += "<filesetdef filesetname=\"s\" extensions=\"A,b\" />";
   WriteSettings(many);
-  EXPECT_TRUE(ReadFileSetDefs(sets));
-  EXPECT_EQ(sets.size(), 149u);
+  EXPECT_TRUE(ReadFileSetDefs(sets) && sets.size() == 149);
   EXPECT_STREQ(sets[1].extensions.At(0).c_str(), "a");
   EXPECT_FALSE(Logged("clipping to 150!"));
   WriteSettings(many + "<filesetdef filesetname=\"s\" />");
-  EXPECT_TRUE(ReadFileSetDefs(sets));
-  EXPECT_EQ(sets.size(), 148u);  // 149 elements, one of them nameless
-  const std::string error = "ERROR: ParseTqInfoForFileSetHashes, ";
-  ExpectLogged({error + "TqFile::GetAllXmlSnippetsWithTagNameInXmlFile NO filesetdefs in tqinfoFile: " + Data("tqinfo"),
-                error + "too many filesetdef definitions, 150 is the max, clipping to 150!",
-                error + "TqFile::GetUniqueStrAttrFromXmlSnippet NO filesetdefs name in this filesetdef snippet: <"});
+  EXPECT_TRUE(ReadFileSetDefs(sets) && sets.size() == 148);  // 149 elements, one of them nameless
+  ExpectLogged({"TqFile::GetAllXmlSnippetsWithTagNameInXmlFile NO filesetdefs in tqinfoFile: " + Data("tqinfo"),
+                "ParseTqInfoForFileSetHashes, too many filesetdef definitions, 150 is the max, clipping to 150!",
+                "TqFile::GetUniqueStrAttrFromXmlSnippet NO filesetdefs name in this filesetdef snippet: <"});
 }
 
 }  // namespace

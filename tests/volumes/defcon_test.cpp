@@ -6,8 +6,7 @@
 
 namespace {
 
-using TqUiUtil::TqVolDefcon_HitDisk_ReadTqDefconXmlFile;
-using TqUiUtil::TqVolDefcon_UpdateTqVolumesDefconXmlFile;
+using namespace TqUiUtil;
 
 class DefconTest : public VolumesTest {
  protected:
@@ -47,7 +46,7 @@ TEST_F(DefconTest, LevelsByDays) {
   const std::array<std::int32_t, 4> cases[] = {
       {-1, 7, 7, 5}, {0, 8, 0, 4}, {15, 0, 0, 3}, {28, 28, 28, 2}, {0, 0, 29, 1}};
   for (const auto& [seen, listed, pushed, level] : cases) {
-    EXPECT_EQ(TqUiUtil::DefconLevelFor(seen, listed, pushed), level);
+    EXPECT_EQ(DefconLevelFor(seen, listed, pushed), level);
   }
 }
 
@@ -86,22 +85,19 @@ TEST_F(DefconTest, TimesAreHexadecimalAtSixteenDigitsElseDecimal) {
 
 TEST_F(DefconTest, AVolumeThatCannotBeRatedLeavesTheOldFile) {
   fake.WriteFile(file, "old");
-  EXPECT_FALSE(TqVolDefcon_UpdateTqVolumesDefconXmlFile());  // no settings
+  const auto updateFails = [&] { return !TqVolDefcon_UpdateTqVolumesDefconXmlFile() && fake.ReadFile(file) == "old"; };
+  EXPECT_TRUE(updateFails());  // no settings
   WriteSettingsFile({{kOtherGuid, "/O/"}, {kDiskGuid, "/Volumes/Disk/"}});
   WriteRegistry({});
   WritePushed(kOtherGuid, "1");
   WriteList(DaysAgoHex(1));
-  EXPECT_FALSE(TqVolDefcon_UpdateTqVolumesDefconXmlFile());
-  EXPECT_TRUE(Logged("tqstat_pervol_latest_file.xml not found here: " + Data("tqlogs/")));
+  EXPECT_TRUE(updateFails() && Logged("tqstat_pervol_latest_file.xml not found here: " + Data("tqlogs/")));
   WritePushed(kDiskGuid, "1");
   fake.WriteFile(diskList, "# Dir: /\n");
-  EXPECT_FALSE(TqVolDefcon_UpdateTqVolumesDefconXmlFile());
-  EXPECT_TRUE(Logged(", so bailing out, mountName=/Volumes/Disk/, firstLine=# Dir: /"));
+  EXPECT_TRUE(updateFails() && Logged(", so bailing out, mountName=/Volumes/Disk/, firstLine=# Dir: /"));
   fake.sleepsMicros.clear();
   fake.WriteFile(diskList, "");
-  EXPECT_FALSE(TqVolDefcon_UpdateTqVolumesDefconXmlFile());
-  EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(9, 1'000'000));
-  EXPECT_EQ(fake.ReadFile(file), "old");
+  EXPECT_TRUE(updateFails() && fake.sleepsMicros == std::vector<std::int64_t>(9, 1'000'000));
   WriteSettingsFile({});
   EXPECT_TRUE(TqVolDefcon_UpdateTqVolumesDefconXmlFile());
   EXPECT_TRUE(ReadFails("most_critial_volume_defcon out_of_range fName="));  // 6: nothing was rated
@@ -118,17 +114,15 @@ TEST_F(DefconTest, DamagedFilesAreRefused) {
 }
 
 TEST_F(DefconTest, CacheLastsFiveMinutes) {
-  const auto read = [&] { return TqUiUtil::TqVolDefcon_CacheForFiveMinutes_ReadTqDefconXmlFile(&summary, &list); };
+  const auto read = [&] { return TqVolDefcon_CacheForFiveMinutes_ReadTqDefconXmlFile(&summary, &list); };
   EXPECT_FALSE(read());
   WriteDefcon("4", {{kDiskGuid, "2f", "4", "9"}});
   EXPECT_TRUE(read());
   WriteDefcon("2", {{kDiskGuid, "2f", "2", "9"}});
   fake.nowMillis += 300'000;
-  EXPECT_TRUE(read());
-  EXPECT_EQ(std::to_string(summary) + Summary(list), "4v001 /;");
+  EXPECT_TRUE(read() && summary == 4 && Summary(list) == "v001 /;");
   fake.nowMillis += 1;
-  EXPECT_TRUE(read());
-  EXPECT_EQ(summary, 2);
+  EXPECT_TRUE(read() && summary == 2);
 }
 
 TEST_F(DefconTest, TheOldestListOfAnAttachedElevatedVolumeWins) {
@@ -138,9 +132,9 @@ TEST_F(DefconTest, TheOldestListOfAnAttachedElevatedVolumeWins) {
   AddIdentified("/Volumes/B", kOtherGuid);
   const auto chosen = [&](const std::vector<std::array<std::string, 4>>& entries, const char* critical = "1") {
     WriteDefcon(critical, entries);
-    TqUiUtil::ForgetDefconCache();
+    ForgetDefconCache();
     TqVolumeInfo volume;
-    const bool found = TqUiUtil::TqVolDefcon_filelist_DefconIsElevated_AND_DefconVolIsAttached(volume);
+    const bool found = TqVolDefcon_filelist_DefconIsElevated_AND_DefconVolIsAttached(volume);
     EXPECT_EQ(found, volume.volumeIsCurrentlyConnected && volume.defconLevel > 0);
     return std::string(volume.mountPointPath.c_str());
   };

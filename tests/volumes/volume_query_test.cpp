@@ -1,7 +1,5 @@
 #include "volumes/volume_query.h"
 
-#include <cerrno>
-
 #include "tests/volumes/volumes_fixture.h"
 
 namespace {
@@ -23,20 +21,17 @@ TEST_F(VolumeQueryTest, OddPaths) {
     EXPECT_TRUE(volume.mountPointPath.IsEmpty() && !volume.volumeIsCurrentlyConnected) << automount;
   }
   fake.MakeFolders("/Volumes/Left");  // a folder that an unplugged drive left behind
-  EXPECT_EQ(TypeOf("/Volumes/Left"), "failed");
+  EXPECT_TRUE(TypeOf("/Volumes/Left") == "failed" && volume.mountPointPath.IsEmpty());
   EXPECT_TRUE(Logged("ERROR: TqFile::GetInfoAboutAttachedVolume, getattrlist returned errno=22"));
-  EXPECT_TRUE(volume.mountPointPath.IsEmpty());
-  EXPECT_EQ(TypeOf(""), "failed");
-  EXPECT_TRUE(path.IsEmpty());
+  EXPECT_TRUE(TypeOf("") == "failed" && path.IsEmpty());
 }
 
 TEST_F(VolumeQueryTest, FillsTheRecordOfAMountedVolume) {
   FakePlatform::FakeVolume& disk = AddIdentified("/Volumes/Disk", kDiskGuid);
   EXPECT_EQ(TypeOf("/Volumes/Disk/sub/dir/"), "gm");
   EXPECT_STREQ(volume.mountPointPath.c_str(), "/Volumes/Disk/");
-  EXPECT_EQ(volume.numBytesTotalOnVolume, 1'000'000'000U);
-  EXPECT_EQ(volume.numBytesFreeOnVolume, 250'000'000U);
-  EXPECT_EQ(volume.numBytesUsedOnVolume, 500'000'000U);
+  EXPECT_EQ(Joined(volume.numBytesTotalOnVolume, " ", volume.numBytesFreeOnVolume, " ", volume.numBytesUsedOnVolume),
+            "1000000000 250000000 500000000");
   EXPECT_EQ(volume.lastTimeVolumeWasSeenAttachedGmtMillis, fake.nowMillis);
   EXPECT_TRUE(volume.volumeIsCurrentlyConnected && volume.isWritable && !volume.isSystemVolume);
   EXPECT_STREQ(volume.vguid, kDiskGuid);
@@ -47,25 +42,17 @@ TEST_F(VolumeQueryTest, FillsTheRecordOfAMountedVolume) {
 TEST_F(VolumeQueryTest, TypeComesFromTheMedia) {
   constexpr platform::MediaObject kBus{}, kSlice{true, false, false, true}, kDisk{true, false, true, true},
       kReadOnlyDisk{true, false, true, false}, kDisc{true, true, true, true};
-  const struct {
-    platform::MediaWalk walk;
-    bool holdsWindows;
-    const char* type;
-    bool isWritable;
-  } cases[] = {
-      {{true, {kSlice, kBus, kDisk}}, false, "gm", true},
-      {{true, {kSlice, kBus}}, false, "un", false},  // not whole
-      {{false, {kSlice, kBus}}, false, "gm", true},  // found another way: partitions count
-      {{true, {kDisk, kReadOnlyDisk}}, false, "gm", false},
-      {{true, {kDisk}}, true, "bc", true},
-      {{true, {kDisc}}, true, "un", false},
-  };
-  for (const auto& c : cases) {
+  const auto typeOf = [&](const platform::MediaWalk& walk, bool holdsWindows = false) {
     volume.Reset();
-    TqFile::TakeTypeFromMedia(c.walk, c.holdsWindows, volume);
-    EXPECT_STREQ(volume.volumeType, c.type) << &c - cases;
-    EXPECT_EQ(volume.isWritable, c.isWritable) << &c - cases;
-  }
+    TqFile::TakeTypeFromMedia(walk, holdsWindows, volume);
+    return volume.volumeType + std::string(volume.isWritable ? " writable" : "");
+  };
+  EXPECT_EQ(typeOf({true, {kSlice, kBus, kDisk}}), "gm writable");
+  EXPECT_EQ(typeOf({true, {kSlice, kBus}}), "un") << "not whole";
+  EXPECT_EQ(typeOf({false, {kSlice, kBus}}), "gm writable") << "found another way: partitions count";
+  EXPECT_EQ(typeOf({true, {kDisk, kReadOnlyDisk}}), "gm");
+  EXPECT_EQ(typeOf({true, {kDisk}}, true), "bc writable");
+  EXPECT_EQ(typeOf({true, {kDisc}}), "un");
 }
 
 TEST_F(VolumeQueryTest, TypeComesFromTheRootFolder) {
@@ -75,13 +62,12 @@ TEST_F(VolumeQueryTest, TypeComesFromTheRootFolder) {
   EXPECT_EQ(TypeOf("/Volumes/D"), "em");
   fake.MakeFolders("/Volumes/D/lost+found");
   EXPECT_EQ(TypeOf("/Volumes/D"), "gm");
-  fake.Find("/Volumes/D")->openErrno = EACCES;
+  Fail("list", "/Volumes/D", EACCES);
   EXPECT_EQ(TypeOf("/Volumes/D"), "em");
-  fake.Find("/Volumes/D")->openErrno = 0;
+  fake.fault = nullptr;
   fake.WriteFile("/Volumes/D/Windows/System32", "a file, not a folder");
   EXPECT_EQ(TypeOf("/Volumes/D"), "gm");
-  fake.Remove("/Volumes/D/Windows/System32");
-  fake.MakeFolders("/Volumes/D/Windows/System32");
+  fake.MakeSpecial("/Volumes/D/Windows/System32", platform::EntryKind::kDirectory);
   EXPECT_EQ(TypeOf("/Volumes/D"), "bc");
 }
 
@@ -97,15 +83,13 @@ TEST_F(VolumeQueryTest, BackupVolumes) {
                  "<array><string>abcd0102-0304-0506-0708-090a0b0c0d0e</string><string>short</string>"
                  "<integer>1</integer></array></dict></array></dict></plist>");
   TqStringVector uuids;
-  EXPECT_TRUE(TqFile::GetBackupVolumeUuids(uuids));
-  ASSERT_EQ(uuids.Count(), 1);
+  ASSERT_TRUE(TqFile::GetBackupVolumeUuids(uuids) && uuids.Count() == 1);
   EXPECT_STREQ(uuids.At(0).c_str(), "ABCD0102-0304-0506-0708-090A0B0C0D0E");
   EXPECT_EQ(TypeOf("/Volumes/D"), "gm");  // destinations are known: an old backup folder counts no longer
   disk.attributes.uuid = {0xAB, 0xCD, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14};
   EXPECT_EQ(TypeOf("/Volumes/D"), "tm");
   fake.WriteFile(preferences, "<plist version=\"1.0\"><array/></plist>");
-  EXPECT_FALSE(TqFile::GetBackupVolumeUuids(uuids));
-  EXPECT_EQ(uuids.Count(), 0);
+  EXPECT_FALSE(TqFile::GetBackupVolumeUuids(uuids) || uuids.Count() != 0);
 }
 
 TEST_F(VolumeQueryTest, AttachedVolumesAreLocalBrowsableAndListedOnce) {
@@ -120,6 +104,16 @@ TEST_F(VolumeQueryTest, AttachedVolumesAreLocalBrowsableAndListedOnce) {
   EXPECT_TRUE(TqUiUtil::QueryAllAttachedVolumesForVolumeInfo(&list));
   EXPECT_EQ(Summary(list), " /; /Volumes/A/;");
   EXPECT_TRUE(Logged("could not get any info about mac volume: /Volumes/Sick\n"));
+}
+
+TEST_F(VolumeQueryTest, ARootKeptBackByPrivacyProtectionIsNotEmpty) {
+  AddIdentified("/Volumes/Disk", kDiskGuid);
+  fake.fault = [](std::string_view operation, std::string_view listed) {
+    return operation == "list" && listed.starts_with("/Volumes/Disk") ? EPERM : 0;
+  };
+  EXPECT_EQ(TypeOf("/Volumes/Disk"), "em");
+  fake.privacyErrno = EPERM;
+  EXPECT_EQ(TypeOf("/Volumes/Disk"), "gm");
 }
 
 }  // namespace

@@ -1,16 +1,10 @@
 #include "volumes/volume_registry.h"
 
-#include <cerrno>
-
 #include "tests/volumes/volumes_fixture.h"
 
 namespace {
 
-using TqUiUtil::CreateNewTqVolumeGuid;
-using TqUiUtil::TqVolumesXml_AddNewTqVolumeGuid;
-using TqUiUtil::TqVolumesXml_AssignNewTqVolumeGuidToVolume;
-using TqUiUtil::TqVolumesXml_QueryAttachDrives_UpdateTqVolXml;
-using TqUiUtil::TqVolumesXml_WriteTqVolumesXmlFile;
+using namespace TqUiUtil;
 
 class VolumeRegistryTest : public VolumesTest {
  protected:
@@ -44,21 +38,17 @@ TEST_F(VolumeRegistryTest, WritesTheExactFormat) {
       "numBytesUsedOnVolume=\"0\" numBytesTotalOnVolume=\"3\" />\n\n</contents>\n");
   list.Clear();
   fake.diskBytesLeft = 30;
-  EXPECT_FALSE(TqVolumesXml_WriteTqVolumesXmlFile("000", list));
-  EXPECT_EQ(RegistrySummary(), "00f v00f /Volumes/A/;");
+  EXPECT_TRUE(!TqVolumesXml_WriteTqVolumesXmlFile("000", list) && RegistrySummary() == "00f v00f /Volumes/A/;");
   fake.diskBytesLeft = -1;
   ASSERT_TRUE(TqVolumesXml_WriteTqVolumesXmlFile("0a", list, true));
   EXPECT_NE(fake.ReadFile(registry).find("\" first_tqinfo_staging=\"true\" />\n\n\n</contents>\n"), std::string::npos);
-  EXPECT_EQ(RegistrySummary(), "000 ");
-  EXPECT_FALSE(Logged("could not find any <tqvolume ...> snippets in: "));
+  EXPECT_TRUE(RegistrySummary() == "000 " && !Logged("could not find any <tqvolume ...> snippets in: "));
 }
 
 TEST_F(VolumeRegistryTest, AnUnfinishedFileIsTriedNineTimes) {
-  EXPECT_EQ(RegistrySummary(), "unreadable");
-  EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(8, 100'000));
+  EXPECT_TRUE(RegistrySummary() == "unreadable" && fake.sleepsMicros == std::vector<std::int64_t>(8, 100'000));
   fake.WriteFile(registry, "<contents>\n</contents>\n" + std::string(13, ' '));  // its end lies too far from the end
-  EXPECT_EQ(RegistrySummary(), "unreadable");
-  EXPECT_TRUE(Logged("file exists but was corrupted: <contents>"));
+  EXPECT_TRUE(RegistrySummary() == "unreadable" && Logged("file exists but was corrupted: <contents>"));
   fake.onSleep = [&](std::int64_t) { WriteRegistry({{kDiskGuid, "/"}}), fake.onSleep = nullptr; };
   EXPECT_EQ(RegistrySummary(), "001 v001 /;");  // another process was just writing
 }
@@ -98,14 +88,11 @@ TEST_F(VolumeRegistryTest, NewShortIdFollowsTheHighest) {
 TEST_F(VolumeRegistryTest, AssigningWritesTheIdentityThenTheRegistry) {
   fake.Remove(kData);
   fake.AddVolume("/Volumes/Disk");
-  ASSERT_TRUE(TqVolumesXml_AssignNewTqVolumeGuidToVolume("/"));
-  ASSERT_TRUE(TqVolumesXml_AssignNewTqVolumeGuidToVolume("/Volumes/Disk"));
+  for (const char* path : {"/", "/Volumes/Disk"}) ASSERT_TRUE(TqVolumesXml_AssignNewTqVolumeGuidToVolume(path));
   EXPECT_NE(fake.ReadFile("/Volumes/Disk/.tqvol/tqvol_id.xml").find("\"v0010a2"), std::string::npos);
   EXPECT_NE(fake.ReadFile(Data("tqvol_system_volume/tqvol_id.xml")).find("\"v0000a0"), std::string::npos);
-  EXPECT_FALSE(TqVolumesXml_AssignNewTqVolumeGuidToVolume("/Volumes/Gone/"));
-  EXPECT_FALSE(TqVolumesXml_AssignNewTqVolumeGuidToVolume(""));
-  EXPECT_FALSE(TqVolumesXml_AddNewTqVolumeGuid("", kDiskGuid));
-  EXPECT_FALSE(TqVolumesXml_AddNewTqVolumeGuid("/", "v001"));
+  for (const char* bad : {"/Volumes/Gone/", ""}) EXPECT_FALSE(TqVolumesXml_AssignNewTqVolumeGuidToVolume(bad)) << bad;
+  EXPECT_FALSE(TqVolumesXml_AddNewTqVolumeGuid("", kDiskGuid) || TqVolumesXml_AddNewTqVolumeGuid("/", "v001"));
   EXPECT_EQ(RegistrySummary(), "001 v000 /;v001 /Volumes/Disk/;");
 }
 
@@ -113,9 +100,8 @@ TEST_F(VolumeRegistryTest, AddingSetsADamagedRegistryAside) {
   const std::string damaged = "a damaged registry, maybe rescued by hand";
   fake.AddVolume("/Volumes/Disk");
   fake.WriteFile(registry, damaged);
-  fake.fault = [](auto operation, auto path) { return operation == "rename" && path.ends_with(".damaged") ? EIO : 0; };
-  EXPECT_FALSE(TqVolumesXml_AddNewTqVolumeGuid("/Volumes/Disk", kDiskGuid));
-  EXPECT_EQ(fake.ReadFile(registry), damaged);
+  Fail("rename", ".damaged");
+  EXPECT_FALSE(TqVolumesXml_AddNewTqVolumeGuid("/Volumes/Disk", kDiskGuid) || fake.ReadFile(registry) != damaged);
   fake.fault = nullptr;
   ASSERT_TRUE(TqVolumesXml_AssignNewTqVolumeGuidToVolume("/Volumes/Disk"));
   EXPECT_EQ(fake.ReadFile(registry + ".damaged"), damaged);
@@ -149,11 +135,11 @@ TEST_F(VolumeRegistryTest, RefreshRebuildsACutOffRegistry) {
 TEST_F(VolumeRegistryTest, TellsTheFirstPairOfEqualGuids) {
   TqString a, b;
   fake.AddVolume("/Volumes/NoIdentity");  // nor has "/"
-  EXPECT_FALSE(TqUiUtil::DoAnyCurrentlyAttachedHardDrivesHaveDuplicateVolGuids(a, b));
+  EXPECT_FALSE(DoAnyCurrentlyAttachedHardDrivesHaveDuplicateVolGuids(a, b));
   AddIdentified("/Volumes/A", kOtherGuid);
   for (const char* path : {"/Volumes/B", "/Volumes/C"}) AddIdentified(path, kDiskGuid);
   AddIdentified("/Volumes/D", kOtherGuid);
-  EXPECT_TRUE(TqUiUtil::DoAnyCurrentlyAttachedHardDrivesHaveDuplicateVolGuids(a, b));
+  EXPECT_TRUE(DoAnyCurrentlyAttachedHardDrivesHaveDuplicateVolGuids(a, b));
   EXPECT_STREQ(Joined(a, b).c_str(), "/Volumes/A//Volumes/D/");
 }
 
