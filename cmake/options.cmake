@@ -9,7 +9,8 @@ endif()
 if(TQ_SANITIZE OR TQ_FUZZ)
   # The sanitizers' own code makes GCC warn falsely about uninitialised variables (its manual says so).
   target_compile_options(tq_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
-  target_compile_options(tq_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(tq_options INTERFACE -O1 -fsanitize=address,undefined -fno-sanitize-recover=all
+                                              -fno-omit-frame-pointer)
   target_link_options(tq_options INTERFACE -fsanitize=address,undefined)
 endif()
 
