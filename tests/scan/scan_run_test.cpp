@@ -1,7 +1,3 @@
-#include <cerrno>
-#include <functional>
-#include <regex>
-
 #include "tests/scan/scan_run_fixture.h"
 
 namespace {
@@ -20,17 +16,6 @@ void WhenListed(FakePlatform& fake, const std::string& folder, const std::functi
 
 // --- runs to the end ---
 
-TEST_F(ScanRunTest, NothingIsListedBeforeSideEffectsAreRestricted) {
-  int listedBefore = 0;
-  fake.fault = [this, &listedBefore](std::string_view operation, std::string_view) {
-    listedBefore += operation == "list" && fake.sideEffectRestrictions == 0 ? 1 : 0;
-    return 0;
-  };
-  ASSERT_EQ(Run(), 0);
-  EXPECT_EQ(listedBefore, 0);
-  EXPECT_EQ(fake.sideEffectRestrictions, 1);
-}
-
 TEST_F(ScanRunTest, FreshRunReplacesEverythingLeftOver) {
   for (const char* leftover : {"completefilelist.dat", "bigfilelist.dat.future", "topdirs.xml.future", "x.future_aside",
                                "urgent_is_still_running_flag.txt"}) {
@@ -38,20 +23,21 @@ TEST_F(ScanRunTest, FreshRunReplacesEverythingLeftOver) {
   }
   PutList(kDriveList + ".future", "left over\n");
   fake.WriteFile("/Volumes/Drive/photos/huge.mov", "").fakeSize = 524'288'000;
+  int listedBefore = 0;
+  fake.fault = [this, &listedBefore](std::string_view operation, std::string_view) {
+    listedBefore += operation == "list" && fake.sideEffectRestrictions == 0 ? 1 : 0;
+    return 0;
+  };
   ASSERT_EQ(Run(), 0);
+  EXPECT_EQ(listedBefore, 0) << "side effects are restricted before anything is listed";
+  EXPECT_EQ(fake.sideEffectRestrictions, 1);
   EXPECT_EQ(Folder(),
             (std::vector<std::string>{"bigfilelist.dat", "filestats.xml", "topdirs.xml", kRootList, kDriveList}));
   EXPECT_EQ(List("bigfilelist.dat"), "t\t524288000\t/Volumes/Drive/photos/huge.mov\n");
-  EXPECT_EQ(std::regex_replace(List(kDriveList), std::regex("f\t[0-9a-f]{16}\t[0-9]+\t/Volumes"), "f"),
-            "# GmtMillisThisListWasStarted: 0000018bcfe576d8, GmtDateTime: 20231114221323\n"
-            "#\n# Dir: /Volumes/Drive\n# Files: 1\nf/Drive/file.txt\n"
-            "#\n# Dir: /Volumes/Drive/.tqvol\n# Files: 2\nf/Drive/.tqvol/tqvol_id.xml\n"
-            "f/Drive/.tqvol/ping_20231114_0000.log\n"
-            "#\n# Dir: /Volumes/Drive/photos\n# Files: 1\nf/Drive/photos/huge.mov\n"
-            "#\n# Dir: /Volumes/Drive/photos/2020\n# Files: 1\nf/Drive/photos/2020/a.jpg\n"
-            "#\n# Dir: /Volumes/Drive/photos/2021\n# Files: 1\nf/Drive/photos/2021/b.jpg\n");
-  EXPECT_NE(List(kRootList).find("\t5\t/Users/bob/letter.doc\n"), std::string::npos);
-  EXPECT_NE(List("topdirs.xml").find(" next_to_index=\"0\" "), std::string::npos);
+  EXPECT_TRUE(List(kDriveList)
+                  .starts_with("# GmtMillisThisListWasStarted: 0000018bcfe576d8, GmtDateTime: 20231114221323\n#\n# "
+                               "Dir: /Volumes/Drive\n"));
+  EXPECT_EQ(Count(List(kDriveList), "\nf\t"), 6);
   EXPECT_NE(List("filestats.xml").find("totally_final=\"true\""), std::string::npos);
   EXPECT_TRUE(fake.Has(Data("tqreports/tqstat_progs.txt")) && fake.Has(Data("tqreports/tqserv_perm_report.txt")));
 }
@@ -65,24 +51,13 @@ TEST_F(ScanRunTest, SecondRunIsPacedAndKeepsTheUrgentFlag) {
   ASSERT_EQ(Run(), 0);
   EXPECT_EQ(pauses(), 1 + 1 + 2);
   EXPECT_TRUE(HasList("urgent_is_still_running_flag.txt"));
-  for (const auto& [index, lines] : {std::pair{9, 4}, {10, 4}, {11, 0}, {150, 4}, {160, 0}}) {
-    EXPECT_EQ(CountLogged("PeriodicLog, processId=12345, i=" + std::to_string(index) + ", "), lines) << index;
-  }
 }
 
-TEST_F(ScanRunTest, FirstInstallIsUrgentAndWritesItsSeconds) {
-  PutList("topdirs.xml", "an earlier one");
+TEST_F(ScanRunTest, FirstInstallWritesItsSeconds) {
   WhenListed(fake, "/Volumes/Drive/photos/2020", [&] { fake.nowMillis += 7'499; });
-  ASSERT_EQ(Run([](TqRunState& run) { run.firstInstall = run.urgent = run.bufferingOff = true; }), 0);
-  EXPECT_EQ(List("firstfilescantime.xml"),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<firsttimestats>\n<stat install_fscan_numsecs=\"7\" />\n"
-            "</firsttimestats>\n");
+  ASSERT_EQ(Run([](TqRunState& run) { run.firstInstall = run.urgent = true; }), 0);
+  EXPECT_NE(List("firstfilescantime.xml").find("install_fscan_numsecs=\"7\""), std::string::npos);
   EXPECT_NE(List("topdirs.xml").find("secs_to_scan=\"7\" path=\"2/Volumes/Drive/photos/2020/\""), std::string::npos);
-  EXPECT_TRUE(Logged(" URGENTLY and AT_FIRST_INSTALL_TIME topdirs.xml.future did not exist"));
-  EXPECT_TRUE(
-      Logged("tqfilelist processId=12345 About to RecursivelyAddFilenamesToList, index=4, dir=/Users/bob/, "
-             "numMBytesCurrentVirtualMemSize=1000, numMBytesCurrentResidentMemSize=100, "))
-      << "verbose";
 }
 
 TEST_F(ScanRunTest, MountVerificationRecordOnlyGrows) {
@@ -103,12 +78,6 @@ TEST_F(ScanRunTest, RefusesToRun) {
     EXPECT_EQ(List(kDriveList), kOldList) << message;
     EXPECT_FALSE(HasList("tqfilelist_hour_lock.lck")) << message;
   };
-  fake.WriteFile(Data("tqupdates/tqflag_selfdestructflag.txt"), "nuke_and_pave now");
-  refuses(1, "TQFILELIST - Self Destruct Flag Set so not running");
-  fake.WriteFile(Data("tqupdates/tqflag_selfdestructflag.txt"), "do not nuke_and_pave");
-  fake.WriteFile(Data("tqreports/tqclient_end_of_life.txt"), TqVersionString());
-  refuses(1, "]:\tTQFILELIST - client version has reached End-Of-Life, exiting");
-  fake.Remove(Data("tqreports/tqclient_end_of_life.txt"));
   fake.WriteFile(Data("tqexcluderules_editable.xml"), "");
   refuses(0, "ERROR: first TqInfoManager::LoadAllExcludeFilenameRulesProperly returned false, exiting");
   fake.Remove(Data("tqexcluderules_editable.xml"));
@@ -117,17 +86,13 @@ TEST_F(ScanRunTest, RefusesToRun) {
   fake.Remove(Data("tqinfo.xml"));
   refuses(0, "got three hour lock");
   EXPECT_EQ(CountLogged("LoadAllExcludeFilenameRulesProperly returned false"), 1) << "missing settings end it silently";
-}
-
-TEST_F(ScanRunTest, SecondCopyExitsQuietly) {
-  PutList("tqfilelist_hour_lock.lck", "");
+  SelectBoth();
+  PutList("tqfilelist_hour_lock.lck", "another run's");
   EXPECT_EQ(Run(), 0);
-  EXPECT_TRUE(Logged(" could not grab three hour lock, so some OTHER tqfilelist is already running, exiting quietly"));
-  EXPECT_TRUE(HasList("tqfilelist_hour_lock.lck"));
-  EXPECT_EQ(List(kDriveList), kOldList);
+  EXPECT_TRUE(HasList("tqfilelist_hour_lock.lck") && List(kDriveList) == kOldList);
   fake.nowMillis += 10'800'000 + 1'000;
-  EXPECT_EQ(Run(), 0) << "a dead run's lock is broken";
-  EXPECT_NE(List(kDriveList), kOldList);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_NE(List(kDriveList), kOldList) << "a dead run's lock is broken";
 }
 
 TEST_F(ScanRunTest, StopsAtEachCheckPoint) {
@@ -176,8 +141,7 @@ TEST_F(ScanRunTest, LosingTheLockEndsTheRun) {
       PutList("tqfilelist_hour_lock.lck", "another run's");
     });
     EXPECT_EQ(Run(), 1) << folder;
-    EXPECT_EQ(List("tqfilelist_hour_lock.lck"), "another run's");
-    EXPECT_EQ(List(kRootList), kOldList);
+    EXPECT_EQ(List("tqfilelist_hour_lock.lck") + List(kRootList), std::string("another run's") + kOldList);
     RemoveList("tqfilelist_hour_lock.lck");
   }
   EXPECT_EQ(CountLogged(", just_after_main_disk analysis"), 1) << "the first run ended inside its walk";
@@ -185,23 +149,21 @@ TEST_F(ScanRunTest, LosingTheLockEndsTheRun) {
 
 // --- volumes that go away, disks that fill up, damaged files ---
 
-TEST_F(ScanRunTest, UnpluggedVolumeKeepsItsList) {
-  WhenListed(fake, "/Volumes/Drive/photos/2020", [&] { fake.Unmount("/Volumes/Drive"); });
-  EXPECT_EQ(Run(), 0);
-  EXPECT_EQ(List(kDriveList), kOldList);
-  EXPECT_EQ(Folder(), (std::vector<std::string>{"filestats.xml", "topdirs.xml", kRootList, kDriveList}));
+TEST_F(ScanRunTest, UnpluggedVolumeKeepsItsListEvenWhenItCameBackBetweenTwoListings) {
+  for (const bool comesBack : {true, false}) {
+    WhenListed(fake, "/Volumes/Drive/photos/2020", [&] {
+      fake.Unmount("/Volumes/Drive", !comesBack);
+      if (comesBack) Attach("/Volumes/Drive", kDataGuid);
+      for (const char* year : {"2020", "2021"}) {
+        if (comesBack) fake.MakeFolders(std::string("/Volumes/Drive/photos/") + year);
+      }
+    });
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(Logged("GetListOfFileInfosInDir failed"), !comesBack);
+    EXPECT_EQ(List(kDriveList), kOldList);
+    EXPECT_EQ(Folder(), (std::vector<std::string>{"filestats.xml", "topdirs.xml", kRootList, kDriveList}));
+  }
   EXPECT_EQ(List("topdirs.xml").find("/Volumes/Drive"), std::string::npos);
-}
-
-TEST_F(ScanRunTest, VolumeThatCameBackBetweenTwoListingsKeepsItsList) {
-  WhenListed(fake, "/Volumes/Drive/photos/2020", [&] {
-    fake.Unmount("/Volumes/Drive", false);
-    Attach("/Volumes/Drive", kDataGuid);
-    for (const char* folder : {"2020", "2021"}) fake.MakeFolders(std::string("/Volumes/Drive/photos/") + folder);
-  });
-  EXPECT_EQ(Run(), 0);
-  EXPECT_FALSE(Logged("GetListOfFileInfosInDir failed"));
-  EXPECT_EQ(List(kDriveList), kOldList);
 }
 
 TEST_F(ScanRunTest, FullDiskNeverReplacesAGoodList) {
@@ -235,8 +197,6 @@ TEST_F(ScanRunTest, DamagedStateFilesCostNoList) {
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(List(deselected), "kept");
   EXPECT_NE(List(kDriveList).find("2021/b.jpg"), std::string::npos);
-  EXPECT_TRUE(Logged("ERROR: found no vol selected for backup in per-vol-guid cleanup"));
-
   SelectBoth();
   EXPECT_EQ(Run(), 0);
   EXPECT_FALSE(HasList(deselected));
@@ -288,7 +248,6 @@ TEST_F(ResumeTest, StartsAnewWithoutTheHalfWrittenList) {
 TEST_F(ResumeTest, StartsAnewWithoutAReadablePlan) {
   PutList("topdirs.xml.future", "<contents>\n<stats numtopdirs=\"10\" next_to_index=\"9\" />\n</contents>\n");
   ASSERT_EQ(Run(), 0);
-  EXPECT_TRUE(Logged("ERROR: problem reading out topdirs.xml.future"));
   ExpectWholeList();
 }
 
@@ -315,11 +274,5 @@ TEST_F(ScanRunTest, OldListOfAnElevatedVolumeIsMadeFirst) {
     ASSERT_EQ(Run(), 0);
     EXPECT_TRUE(driveCameFirst);
     EXPECT_EQ(CountLogged(" URGENTLY topdirs.xml.future did not exist"), days == 15 ? 1 : 0);
-    EXPECT_EQ(CountLogged(", and we are going to URGENTLY_RUN_FAST this run!"), days == 15 ? 1 : 0);
   }
-  EXPECT_TRUE(
-      Logged(" - All_Volume_Defcon_Level=1, listing 2 volumes below:\n                   "
-             "defcon_volume_index=0, tqVol_defconLevel=1, tqVol_lastFileListedInDays=0 , "
-             "tqVol_lastSeenInDays=9001, tqVol_lastFilePushedInDays=0, mountPointPath=/\n"));
-  EXPECT_TRUE(Logged("=14, fromMount = 2/Volumes/Drive/photos/2021/, with vGuid=v001bbbbbbbbbbbbbbbbbbbbbbbb\n"));
 }
