@@ -30,15 +30,3 @@ TEST_F(ClientServicesTest, InstalledPrograms) {
     }
   }
 }
-
-TEST_F(ClientServicesTest, ServicePermissions) {
-  Attach("/Volumes/Drive", kDataGuid);
-  Select({{"/Volumes/Drive/", kDataGuid}, {"/Volumes/Unplugged/", kOtherGuid}});
-  fake.Find("/Volumes/Drive")->mode = 0700;
-  fake.Find("/Volumes/Drive")->userId = 0;
-  fake.WriteFile(Data("tqreports/tqserv_runs_as.txt"), "bob");
-  EXPECT_TRUE(CreateServicePermissionReport());
-  const std::string report = fake.ReadFile(Data("tqreports/tqserv_perm_report.txt"));
-  EXPECT_TRUE(
-      report.ends_with("tqinfo.xml\ncan_read=false, detail=mode_bits_deny_at=/Volumes/Drive, path=/Volumes/Drive/\n"));
-}

@@ -62,8 +62,6 @@ TEST_F(CommandsTest, NoVolumeAtAll) {
   EXPECT_EQ(Call({"-listvolumestofile"}), 1);
   EXPECT_EQ(out, "ERROR: No volumes found.\n");
   EXPECT_FALSE(fake.Has(Data("tqflags")));
-  EXPECT_EQ(Call({"-queryattachedvolumes"}), 0);
-  EXPECT_EQ(out, "\nThe following hard drives are attached:\n\nALL DONE\n");
   EXPECT_EQ(Call({"-listvolumes"}), 0);
   EXPECT_TRUE(out.starts_with("\nSummaryLine: YesBackedUp_none__NotBackedUp_none\nabstr: no_1_s0_v0\n")) << out;
 }
