@@ -84,7 +84,7 @@ TEST_F(ExplainTest, SizeClassesAndGigabytes) {
       {10 * kMiB - 1, 0, "LessThan10Mb - "},
       {10 * kMiB, 0, "LessThan30Mb - "},
       {30 * kMiB, 0, "LessThan1Gb - "},
-      {1000 * kMiB - 1, 9000 * kMiB, "LessThan1Gb - "},  // small files are not compared
+      {1000 * kMiB - 1, 9000 * kMiB, "LessThan1Gb - "},
       {1000 * kMiB, 1000 * kMiB, "LessThan4_Gb - "},
       {1000 * kMiB, 1001 * kMiB, "LessThan4_Gb - 1 Gbytes in perVolFileList, onDisk=2 Gbytes - "},
       {5000 * kMiB, 6000 * kMiB, "LessThan9_Gb - 5 Gbytes in perVolFileList, onDisk=6 Gbytes - "},
@@ -100,7 +100,7 @@ TEST_F(ExplainTest, LeftOutOnPurpose) {
     return operation == "open" && path == Data("tqinfo.xml") && ++opened > limit ? ENOENT : 0;
   };
   Expect("disk.iso", "file_purposely_not_scheduled_for_backup",
-         {"file_found - LessThan10Mb - NOT_intended_for_Backup - /Users/bob/disk.iso\n", "xml start----", "\n<?xml ",
+         {"file_found - LessThan10Mb - NOT_intended_for_Backup - /Users/bob/disk.iso\n", "xml start----", "\n<tqinfo>",
           "xml end----", "Found this one matching file in the per vol filelists:\n  /Users/bob/disk.iso\n"});
   limit = opened - 1;
   opened = 0;

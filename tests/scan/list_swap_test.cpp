@@ -18,11 +18,7 @@ class ListSwapTest : public ScanRunTest {
     run.lock = TqLock::GrabFileBasedLock(run.lockPath, 10'800, 0);
     run.bufferingOff = true;
   }
-  void AddEntry(const char* dir, const char* vguid) {
-    plan.dirs.Add(dir);
-    plan.vguids.Add(vguid);
-    ++plan.count;
-  }
+  void AddEntry(const char* dir, const char* vguid) { plan.dirs.Add(dir), plan.vguids.Add(vguid), ++plan.count; }
   void SetDefcon(const char* mountPoint, const char* vguid, std::int32_t days) {
     defconVolume.mountPointPath = mountPoint;
     defconVolume.SetVguid(vguid);
@@ -65,8 +61,7 @@ TEST_F(ListSwapTest, RefusesListsThatAreNotTheVolumesOwn) {
     TqListSwapper fresh(plan, output);
     fresh.SwapInAllLists();
     EXPECT_EQ(List(kDriveList), isSwapped ? "new" : "old") << name;
-    EXPECT_FALSE(HasList(kDriveList + ".future")) << name;
-    EXPECT_EQ(fresh.WasSwappedIn(kDataGuid), isSwapped) << name;
+    EXPECT_TRUE(!HasList(kDriveList + ".future") && fresh.WasSwappedIn(kDataGuid) == isSwapped) << name;
   }
 }
 

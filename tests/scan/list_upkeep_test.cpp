@@ -7,17 +7,13 @@ class ListUpkeepTest : public ScanRunTest {
  protected:
   ListUpkeepTest() { fake.Unmount("/Volumes/Drive"); }
   void AgeOut(const char* retention = "uxe_30d") {
-    TqVolumeInfoList selected;
-    ReadSelectionAgain(selected);
     fake.WriteFile(Data("tqreports/tqrollback_current_uxe.txt"), retention);
-    WriteStubsForUnseenVolumes(selected, ReadRetentionPolicy(), swapper);
+    WriteStubsForUnseenVolumes(Selected(), ReadRetentionPolicy(), swapper);
   }
-  void FillMissing() {
-    TqVolumeInfoList selected;
-    ReadSelectionAgain(selected);
-    WriteStubsForMissingLists(selected);
-  }
+  void FillMissing() { WriteStubsForMissingLists(Selected()); }
+  TqVolumeInfoList& Selected() { return ReadSelectionAgain(selected), selected; }
 
+  TqVolumeInfoList selected;
   TqTopDirsList plan;
   TqListOutput output{false};
   TqListSwapper swapper{plan, output};
@@ -96,11 +92,9 @@ TEST_F(ListUpkeepTest, OnlyListsOfDeselectedVolumesAreDeleted) {
   std::vector<std::string> names = Folder();
   TqStringVector listed;
   DeleteAllFutureFiles(listed);
-  TqVolumeInfoList selected;
   DeleteListsOfDeselectedVolumes(listed, selected);
   EXPECT_EQ(Folder(), names) << "nothing selected: nothing deleted";
-  ReadSelectionAgain(selected);
-  DeleteListsOfDeselectedVolumes(listed, selected);
+  DeleteListsOfDeselectedVolumes(listed, Selected());
   std::erase(names, other + "_else_filelist.dat");
   EXPECT_EQ(Folder(), names);
 }
@@ -109,10 +103,8 @@ TEST_F(ListUpkeepTest, SelectionCountsOnlyWhenTheSettingsAreWhole) {
   const std::string whole = fake.ReadFile(Data("tqinfo.xml"));
   for (const std::string& text :
        {whole, std::string(), whole.substr(0, whole.size() - 10), std::string("<tqinfo>\n</tqinfo>\n")}) {
-    TqVolumeInfoList selected;
     fake.WriteFile(Data("tqinfo.xml"), text);
-    ReadSelectionAgain(selected);
-    EXPECT_EQ(selected.Count(), text == whole ? 2 : 0) << text;
+    EXPECT_EQ(Selected().Count(), text == whole ? 2 : 0) << text;
   }
 }
 

@@ -1,16 +1,12 @@
 #include "tests/scan/scan_run_fixture.h"
 
-namespace {
-
 /// Calls `action` once, when the walk lists `folder` (two levels below its volume, so that planning does not list it).
-void WhenListed(FakePlatform& fake, const std::string& folder, const std::function<void()>& action) {
+static void WhenListed(FakePlatform& fake, const std::string& folder, const std::function<void()>& action) {
   fake.fault = [folder, action, done = false](std::string_view operation, std::string_view path) mutable {
     if (operation == "list" && path == folder && !std::exchange(done, true)) action();
     return 0;
   };
 }
-
-}  // namespace
 
 // --- runs to the end ---
 

@@ -4,7 +4,7 @@
 
 using Texts = std::vector<std::string>;
 
-Texts All(const TqStringVector& texts) {
+static Texts All(const TqStringVector& texts) {
   Texts all;
   for (const TqString* text : texts) all.emplace_back(text->View());
   return all;
@@ -24,11 +24,7 @@ class TopDirsTest : public ScanTest {
         list, defcon != nullptr, defcon, [](void*) { throw ExitCalled{0}; }, nullptr);
   }
   /// An entry without planning.
-  void Add(const char* dir, const char* vguid) {
-    list.dirs.Add(dir);
-    list.vguids.Add(vguid);
-    ++list.count;
-  }
+  void Add(const char* dir, const char* vguid) { list.dirs.Add(dir), list.vguids.Add(vguid), ++list.count; }
 
   std::vector<std::int32_t> seconds = std::vector<std::int32_t>(TqTopDirsList::kMaxSeconds);
   TqTopDirsList list;

@@ -3,14 +3,12 @@
 #include "base/file_lock.h"
 #include "tests/scan/scan_fixture.h"
 
-namespace {
-
 /// A line of a file whose time is `seconds`, by default the fake clock's.
-std::string Line(std::string_view kind, std::int64_t size, const std::string& path,
-                 std::int64_t seconds = 1'700'000'000) {
+static std::string Line(std::string_view kind, std::int64_t size, const std::string& path,
+                        std::int64_t seconds = 1'700'000'000) {
   return Joined(kind, "\t", Hex16(seconds * 1000), "\t", size, "\t", path, "\n").c_str();
 }
-std::string Block(const std::string& dir, int files, const std::string& lines = "") {
+static std::string Block(const std::string& dir, int files, const std::string& lines = "") {
   return "#\n# Dir: " + dir + "\n# Files: " + std::to_string(files) + "\n" + lines;
 }
 
@@ -28,18 +26,11 @@ class WalkerTest : public ScanTest {
   }
 
   /// The lines of a walk of the whole tree, or of one level.
-  std::string Walk(const char* dir) {
-    RecursivelyAddFilenamesToList(walk, dir, 1);
-    return Taken();
-  }
-  std::string OneLevel(const char* dir) {
-    AddFilenamesFromThisDirToList(walk, dir);
-    return Taken();
-  }
+  std::string Walk(const char* dir) { return RecursivelyAddFilenamesToList(walk, dir, 1), Taken(); }
+  std::string OneLevel(const char* dir) { return AddFilenamesFromThisDirToList(walk, dir), Taken(); }
   std::string Taken() {
-    std::string lines = Text(output.Buffer());
-    output.Buffer().Clear();
-    return lines;
+    const std::string lines = Text(output.Buffer());
+    return output.Buffer().Clear(), lines;
   }
   /// `count` directories in /many, beside itself.
   void MakeManyFolders(int count) {
@@ -81,8 +72,8 @@ TEST_F(WalkerTest, ListsATreeInPreOrderInTheOrderOfTheListing) {
                                     Line("s", 6, "/t/to_dir") + Line("s", 0, "/t/pipe"));
   EXPECT_EQ(Walk("/t"), top + Block("/t/empty", 0) + Block("/t/empty/inner", 0) +
                             Block("/t/sub", 1, Line("f", 43, "/t/sub/forks")));
-  EXPECT_EQ(std::pair(totals.num[kEverythingCategory], totals.totbytes[kEverythingCategory]),
-            std::pair(std::int64_t{5}, std::int64_t{5 + 43 + 6}));
+  EXPECT_EQ(totals.num[kEverythingCategory], 5);
+  EXPECT_EQ(totals.totbytes[kEverythingCategory], 5 + 43 + 6);
   EXPECT_EQ(run.maxRecursDepthSeen, 3);
   EXPECT_EQ(run.dirCounter, 4);
 
@@ -217,5 +208,3 @@ TEST_F(WalkerTest, WithoutBufferingEveryLineGoesToDiskAtOnce) {
   EXPECT_EQ(writes, 3);
   EXPECT_EQ(fake.ReadFile(walk.listFilePath), Block("/u", 2, Line("f", 0, "/u/one") + Line("f", 0, "/u/two")));
 }
-
-}  // namespace
