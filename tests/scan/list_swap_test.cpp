@@ -1,35 +1,24 @@
 #include "scan/list_swap.h"
 
-#include <cerrno>
-#include <functional>
-
-#include "tests/scan/scan_fixture.h"
+#include "tests/scan/scan_run_fixture.h"
 
 /// A plan of a data volume followed by the system volume, with a `.future` list for each.
-class ListSwapTest : public ScanTest {
+class ListSwapTest : public ScanRunTest {
  protected:
   static constexpr const char* kDataGuidInCapitals = "V001BBBBBBBBBBBBBBBBBBBBBBBB";
-  const std::string kDataList = Data("tqfilelists/") + kDataGuid + "_driv_filelist.dat";
-  const std::string kRootList = Data("tqfilelists/") + kSystemGuid + "_root_filelist.dat";
 
   ListSwapTest() {
-    AttachSystemVolume();
-    Attach("/Volumes/Drive", kDataGuid);
     for (const char* dir : {"0/Volumes/Drive/", "2/Volumes/Drive/a/b/"}) AddEntry(dir, kDataGuid);
     for (const char* dir : {"0/", "2/Users/bob/"}) AddEntry(dir, kSystemGuid);
-    fake.WriteFile(kDataList, "old");
-    fake.WriteFile(kDataList + ".future", "new");
-    fake.WriteFile(kRootList + ".future", "root");
+    PutList(kDriveList, "old");
+    PutList(kDriveList + ".future", "new");
+    PutList(kRootList + ".future", "root");
     SetDefcon("/Volumes/Drive/", kDataGuid, 7);
     run.lockPath = Data("tqfilelists/lock").c_str();
     run.lock = TqLock::GrabFileBasedLock(run.lockPath, 10'800, 0);
     run.bufferingOff = true;
   }
-  void AddEntry(const char* dir, const char* vguid) {
-    plan.dirs.Add(dir);
-    plan.vguids.Add(vguid);
-    ++plan.count;
-  }
+  void AddEntry(const char* dir, const char* vguid) { plan.dirs.Add(dir), plan.vguids.Add(vguid), ++plan.count; }
   void SetDefcon(const char* mountPoint, const char* vguid, std::int32_t days) {
     defconVolume.mountPointPath = mountPoint;
     defconVolume.SetVguid(vguid);
@@ -45,101 +34,81 @@ class ListSwapTest : public ScanTest {
 
 TEST_F(ListSwapTest, SwapsEachVolumeOnce) {
   AddEntry("0/Volumes/Copy/", kDataGuidInCapitals);
-  const std::string copy = Data("tqfilelists/") + kDataGuidInCapitals + "_copy_filelist.dat.future";
-  fake.WriteFile(copy, "copy");
+  const std::string copy = std::string(kDataGuidInCapitals) + "_copy_filelist.dat.future";
+  PutList(copy, "copy");
   swapper.SwapInAllLists();
-  EXPECT_EQ(fake.ReadFile(kDataList), "new");
-  EXPECT_EQ(fake.ReadFile(kRootList), "root");
-  EXPECT_TRUE(fake.Has(copy));
+  EXPECT_EQ(List(kDriveList) + List(kRootList) + List(copy), "newrootcopy");
   EXPECT_TRUE(swapper.WasSwappedIn(kDataGuidInCapitals));
-  EXPECT_TRUE(Logged(" - Swapped in AtomicMove per-Vol filelist: " + kDataList + ", numBytes=3 (0 MB)"));
   EXPECT_EQ(plan.vguids.At(0), kDataGuid) << "the plan keeps its entries";
 }
 
 TEST_F(ListSwapTest, RefusesListsThatAreNotTheVolumesOwn) {
-  const std::pair<const char*, std::function<void()>> cases[] = {
-      {"volume does not answer", [&] { fake.volumes.back().queryErrno = EIO; }},
-      {"unplugged, folder left behind", [&] { fake.Unmount("/Volumes/Drive"); }},
-      {"another volume in its place", [&] { Attach("/Volumes/Drive", kOtherGuid); }},
-      {"was another one when looked at", [&] { output.RecheckMount("/Volumes/Drive/"); }},
-      {"an append failed", [&] { output.NoteBroken(kDataList + ".future"); }},
+  const std::tuple<const char*, bool, std::function<void()>> cases[] = {
+      {"volume does not answer", false, [&] { fake.volumes.back().queryErrno = EIO; }},
+      {"unplugged, folder left behind", false, [&] { fake.Unmount("/Volumes/Drive"); }},
+      {"another volume in its place", false, [&] { Attach("/Volumes/Drive", kOtherGuid); }},
+      {"was another one when looked at", false, [&] { output.RecheckMount("/Volumes/Drive/"); }},
+      {"an append failed", false, [&] { output.NoteBroken(Data("tqfilelists/" + kDriveList + ".future")); }},
+      {"letter case does not count", true, [&] { Attach("/Volumes/Drive", kDataGuidInCapitals); }},
   };
-  for (const auto& [name, spoil] : cases) {
+  for (const auto& [name, isSwapped, spoil] : cases) {
     output = TqListOutput(false);
     output.NoteMount("/Volumes/Drive/");
     fake.Unmount("/Volumes/Drive");
     Attach("/Volumes/Drive", kDataGuid);
-    fake.WriteFile(kDataList + ".future", "new");
+    PutList(kDriveList + ".future", "new");
     spoil();
     TqListSwapper fresh(plan, output);
     fresh.SwapInAllLists();
-    EXPECT_EQ(fake.ReadFile(kDataList), "old") << name;
-    EXPECT_FALSE(fake.Has(kDataList + ".future") || fresh.WasSwappedIn(kDataGuid)) << name;
+    EXPECT_EQ(List(kDriveList), isSwapped ? "new" : "old") << name;
+    EXPECT_TRUE(!HasList(kDriveList + ".future") && fresh.WasSwappedIn(kDataGuid) == isSwapped) << name;
   }
-  const std::string refusal = " - NOT SWAPPING IN in AtomicMove per-Vol filelist: " + kDataList;
-  EXPECT_EQ(CountLogged(refusal + ", numBytes=3 (0 MB) because it is no longer mounted!\n"), 4);
-  EXPECT_EQ(CountLogged(refusal + ", because it could not be written completely!\n"), 1);
-  Attach("/Volumes/Drive", kDataGuidInCapitals);
-  fake.WriteFile(kDataList + ".future", "new");
-  const TqListOutput unspoilt(false);
-  TqListSwapper(plan, unspoilt).SwapInAllLists();
-  EXPECT_EQ(fake.ReadFile(kDataList), "new") << "letter case does not count";
 }
 
 TEST_F(ListSwapTest, RenamesAreTriedTwelveTimes) {
   for (const int failing : {11, 12}) {
-    fake.WriteFile(kDataList, "old");
-    fake.WriteFile(kDataList + ".future", "new");
-    fake.fault = [&, left = failing](std::string_view operation, std::string_view path) mutable {
-      return operation == "rename" && path.starts_with(kDataList + ".future\n") && left-- > 0 ? EBUSY : 0;
-    };
+    PutList(kDriveList, "old");
+    PutList(kDriveList + ".future", "new");
+    Fail("rename", kDriveList + ".future\n", EBUSY, failing);
     TqListSwapper(plan, output).SwapInAllLists();
-    EXPECT_EQ(fake.ReadFile(kDataList), failing == 11 ? "new" : "old");
+    EXPECT_EQ(List(kDriveList), failing == 11 ? "new" : "old");
   }
   EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(22, 500'000));
-  EXPECT_EQ(CountLogged(" - ERROR: failures AtomicMove per-Vol filelist: " + kDataList), 1 + 2);
 }
 
 TEST_F(ListSwapTest, EarlySwapNeedsTheWholeWalkOfTheDefconVolume) {
-  const auto refuses = [&, vguids = plan.vguids](std::int32_t index, const char* why) {
+  const std::tuple<std::int32_t, const char*, std::function<void()>> cases[] = {
+      {3, ", skippingOptimization because we are so close to end anyway", [] {}},
+      {0, "", [] {}},                                                // more of the volume follows
+      {1, "", [&] { *plan.vguids.Get(3) = kDataGuidInCapitals; }},   // the same
+      {1, "", [&] { SetDefcon("/Volumes/Drive/", kDataGuid, 6); }},  // listed lately
+      {1, "cur_dirToIndexStr->Length() is zero", [&] { plan.vguids.Get(1)->Clear(); }},
+      {1, "next_dirToIndexStr->Length() is zero", [&] { plan.vguids.Get(2)->Clear(); }},
+      {1, "this is NOT the most interesting DEFCON", [&] { SetDefcon("/Volumes/Else/", kDataGuid, 7); }},
+      {1, "the vguids did not match", [&] { SetDefcon("/Volumes/Drive/", kOtherGuid, 7); }},
+  };
+  for (const auto& [index, why, change] : cases) {
+    const auto vguids = plan.vguids;
+    change();
     swapper.SwapInDefconListEarly(run, index, &defconVolume);
-    EXPECT_EQ(fake.ReadFile(kDataList), "old") << why;
+    EXPECT_EQ(List(kDriveList), "old") << why;
     EXPECT_TRUE(Logged(why)) << why;
     plan.vguids = vguids;
     SetDefcon("/Volumes/Drive/", kDataGuid, 7);
-  };
-  refuses(3, ", skippingOptimization because we are so close to end anyway");
-  refuses(0, "");  // more of the volume follows
-  *plan.vguids.Get(3) = kDataGuidInCapitals;
-  refuses(1, "");
-  SetDefcon("/Volumes/Drive/", kDataGuid, 6);
-  refuses(1, "");
-  plan.vguids.Get(1)->Clear();
-  refuses(1, "skippingOptimization because cur_dirToIndexStr->Length() is zero");
-  plan.vguids.Get(2)->Clear();
-  refuses(1, "skippingOptimization because next_dirToIndexStr->Length() is zero");
-  SetDefcon("/Volumes/Else/", kDataGuid, 7);
-  refuses(1, "this is NOT the most interesting DEFCON mounted drive, mostInteresting=/Volumes/Else/, cur_TopLevel");
-  SetDefcon("/Volumes/Drive/", kOtherGuid, 7);
-  refuses(1, "the vguids did not match, mostInterestingVguid=v002cccccccccccccccccccccccc, cur_vGuidToIndexStr=v001");
-}
-
-TEST_F(ListSwapTest, EarlySwapIsFinal) {
+  }
   swapper.SwapInDefconListEarly(run, 1, nullptr);
-  EXPECT_EQ(fake.ReadFile(kDataList), "old");
+  EXPECT_EQ(List(kDriveList), "old");
   swapper.SwapInDefconListEarly(run, 1, &defconVolume);
-  EXPECT_EQ(fake.ReadFile(kDataList), "new");
-  EXPECT_FALSE(fake.Has(kRootList));
-  EXPECT_TRUE(Logged("DEFCON_Swapped in AtomicMove per-Vol filelist: " + kDataList));
-  fake.WriteFile(kDataList + ".future", "rest");
+  EXPECT_EQ(List(kDriveList), "new");
+  EXPECT_EQ(List(kRootList), kOldList);
+  PutList(kDriveList + ".future", "rest");
   swapper.SwapInAllLists();
-  EXPECT_EQ(fake.ReadFile(kDataList), "new");
-  EXPECT_EQ(fake.ReadFile(kRootList), "root");
+  EXPECT_EQ(List(kDriveList) + List(kRootList), "newroot") << "an early swap is final";
 }
 
 TEST_F(ListSwapTest, EarlySwapRefreshesTheLockFirst) {
   fake.nowMillis += 20'000;
   fake.WriteFile(run.lockPath, "another run's");
   EXPECT_THROW(swapper.SwapInDefconListEarly(run, 1, &defconVolume), ExitCalled);
-  EXPECT_EQ(fake.ReadFile(kDataList), "old");
+  EXPECT_EQ(List(kDriveList), "old");
 }

@@ -27,7 +27,7 @@ class ScanTest : public PlatformTest {
 
   /// Writes and reads settings that select these (mount point, GUID) pairs; `more` goes in front of them.
   void Select(const std::vector<std::pair<std::string, std::string>>& volumes, const std::string& more = "") {
-    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<tqinfo>\n" + more + "<hard_drives_to_backup>\n";
+    std::string text = "<tqinfo>\n" + more + "<hard_drives_to_backup>\n";
     for (const auto& [mountPoint, vguid] : volumes) {
       text += "    <tqvolume tqVolumeGuid=\"" + vguid + "\" mountPointPath=\"" + mountPoint + "\" />\n";
     }
@@ -38,9 +38,7 @@ class ScanTest : public PlatformTest {
 
  private:
   void WriteIdentity(const std::string& folder, const std::string& vguid) {
-    fake.WriteFile(
-        folder + "/tqvol_id.xml",
-        "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<contents>\n<readme txt=\"keep\" />\n<tqvolume vguid=\"" + vguid +
-            "\" associated_hguid=\"" + kHostGuid + "\" />\n</contents>\n");
+    fake.WriteFile(folder + "/tqvol_id.xml", "<contents>\n<tqvolume vguid=\"" + vguid + "\" associated_hguid=\"" +
+                                                 kHostGuid + "\" />\n</contents>\n");
   }
 };
