@@ -1,4 +1,4 @@
-"""Full disks, damaged state files and the reasons not to run at all: old lists stay, the next run heals."""
+"""Full disks and damaged state files: old lists stay, the next run heals."""
 
 import contextlib
 import os
