@@ -8,6 +8,7 @@ one file; a header without a source ranks where it is first needed: what it incl
 """
 
 import os
+import pathlib
 import re
 import shutil
 import sys
@@ -23,6 +24,10 @@ COMMENTS_AND_TEXTS = re.compile(r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[
                                 r"(?<![0-9A-Fa-f])'(?:\\.|[^'\\\n])*'", re.S)
 
 
+def unit_of(path):
+    return os.path.splitext(path)[0]
+
+
 class Checker:
     def __init__(self, root):
         self.root = root
@@ -35,11 +40,9 @@ class Checker:
         self.faults = []
 
     def check(self):
-        self._check_layers()
-        self._check_order()
-        self._check_cycles()
-        self._check_everything_is_built()
-        self._check_system_conditionals()
+        for rule in (self._check_layers, self._check_order, self._check_cycles, self._check_everything_is_built,
+                     self._check_system_conditionals):
+            rule()
         return self.faults
 
     # ---- reading ----
@@ -52,8 +55,7 @@ class Checker:
         return sorted(found)
 
     def _read(self, path):
-        with open(os.path.join(self.root, path), encoding="utf-8") as source:
-            return source.read()
+        return pathlib.Path(self.root, path).read_text(encoding="utf-8")
 
     def _built_sources(self):
         """Sources that the CMakeLists.txt files name, in their order, as paths from the root."""
@@ -79,14 +81,11 @@ class Checker:
                 elif layer in LAYERS and (other not in LAYERS or LAYERS.index(other) > LAYERS.index(layer)):
                     self.faults.append(f"{path}: includes upward: {name}")
 
-    def _unit(self, path):
-        return os.path.splitext(path)[0]
-
     def _needed_units(self, unit, ranks, seen):
         """The ranked files of the same layer that a file needs, through headers that have no source."""
         for path in (unit + ending for ending in (".h", *SOURCE_ENDINGS)):
             for name in self.includes.get(path, []):
-                other = self._unit(name)
+                other = unit_of(name)
                 if other == unit or other in seen or name.split("/")[0] != unit.split(os.sep)[0]:
                     continue
                 seen.add(other)
@@ -97,7 +96,7 @@ class Checker:
 
     def _check_order(self):
         for layer in LAYERS:
-            units = [self._unit(path) for path in self.built if path.split(os.sep)[0] == layer]
+            units = [unit_of(path) for path in self.built if path.split(os.sep)[0] == layer]
             ranks = {unit: rank for rank, unit in enumerate(units)}
             for unit in units:
                 for other in self._needed_units(unit, ranks, set()):
@@ -107,8 +106,8 @@ class Checker:
     def _check_cycles(self):
         needs = {}
         for path, names in self.includes.items():
-            unit = self._unit(path)
-            needs.setdefault(unit, set()).update(self._unit(name) for name in names if name in self.texts)
+            unit = unit_of(path)
+            needs.setdefault(unit, set()).update(unit_of(name) for name in names if name in self.texts)
             needs[unit].discard(unit)
         done = set()
         for start in sorted(needs):
@@ -128,9 +127,8 @@ class Checker:
                 is_test = path.endswith("_test.cpp")
                 what = "test that no CMakeLists.txt names" if is_test else "source that no target builds"
                 self.faults.append(f"{path}: {what}")
-        for path in self.built:
-            if path not in self.texts:
-                self.faults.append(f"{path}: named in a CMakeLists.txt, but missing")
+        self.faults += [f"{path}: named in a CMakeLists.txt, but missing"
+                        for path in self.built if path not in self.texts]
 
     def _check_system_conditionals(self):
         for path, text in self.texts.items():
@@ -161,62 +159,48 @@ def system_conditionals(text):
             head = "" if sign in "{};" else head + sign
 
 
+# Each fault and the files that it is planted in: text that goes in front of a file, or behind it.
+BODY = "\nint Planted(int number) {\n%s\n  return number;\n#endif\n}\n"
+FRONT, END = True, False
+PLANTED = {
+    "includes upward: scan/": [(FRONT, "base/string.h", '#include "scan/walker.h"\n')],
+    "includes upward: tests/": [(FRONT, "scan/walker.cpp", '#include "tests/fake_platform.h"\n')],
+    "includes upward: tools/": [(FRONT, "tools/planted.h", "#pragma once\n"),
+                                (FRONT, "scan/walker.cpp", '#include "tools/planted.h"\n')],
+    "includes sideways: tests/": [(FRONT, "tools/tqsetup.cpp", '#include "tests/fake_platform.h"\n')],
+    "which is no file of the project": [(FRONT, "base/string.h", '#include "base/nowhere.h"\n')],
+    "base/string: needs base/file_lock, which comes later": [
+        (FRONT, "base/string.cpp", '#include "base/file_lock.h"\n')],
+    "base/string: needs base/file_lock, which": [  # by way of a header that has no source
+        (FRONT, "base/planted.h", '#include "base/file_lock.h"\n'),
+        (FRONT, "base/string.cpp", '#include "base/planted.h"\n')],
+    "include cycle: base/planted_a": [(FRONT, "base/planted_a.h", '#include "base/planted_b.h"\n'),
+                                      (FRONT, "base/planted_b.h", '#include "base/planted_a.h"\n')],
+    "planted_test.cpp: test that no CMakeLists.txt names": [(END, "tests/base/planted_test.cpp", "int planted;\n")],
+    "planted.cpp: source that no target builds": [(END, "volumes/planted.cpp", "int planted;\n")],
+    "planted_gone.cpp: named in a CMakeLists.txt, but missing": [
+        (END, "tests/base/CMakeLists.txt", "\nset(planted planted_gone.cpp)\n")],
+    "platform/whole_file.cpp:{last}: chooses by operating system inside a body": [
+        (END, "platform/whole_file.cpp", "namespace planted {\n" + BODY % "#ifdef __APPLE__" + "}\n")],
+    "base/clock.cpp:{last}: chooses by operating system inside a body": [
+        (END, "base/clock.cpp", "struct Planted {" + BODY % "#if defined(__linux__) && 1" + "};\n")],
+    "base/clock.cpp:{last}: chooses by operating system above": [
+        (END, "base/clock.cpp", "\n#ifdef __APPLE__\nint planted;\n#endif\n")],
+}
+
+
 def self_test(root):
-    """Plants one fault after the other in a copy of the sources; each must be found, and the copy itself be clean."""
-    def put(path, text, mode):
-        def plant(copy):
-            target = os.path.join(copy, path)
-            old = ""
-            if os.path.exists(target):
-                with open(target, encoding="utf-8") as source:
-                    old = source.read()
-            with open(target, "w", encoding="utf-8") as out:
-                out.write(text + old if mode == "front" else old + text)
-        return plant
-
-    def prepend(path, text):
-        return put(path, text, "front")
-
-    def append(path, text):
-        return put(path, text, "end")
-
-    def both(*plants):
-        return lambda copy: [plant(copy) for plant in plants]
-
-    body = "\nint Planted(int number) {\n%s\n  return number;\n#endif\n}\n"
-    planted = {
-        "includes upward: scan/": prepend("base/string.h", '#include "scan/walker.h"\n'),
-        "includes upward: tests/": prepend("scan/walker.cpp", '#include "tests/fake_platform.h"\n'),
-        "includes upward: tools/": both(
-            prepend("tools/planted.h", "#pragma once\n"), prepend("scan/walker.cpp", '#include "tools/planted.h"\n')),
-        "includes sideways: tests/": prepend("tools/tqsetup.cpp", '#include "tests/fake_platform.h"\n'),
-        "which is no file of the project": prepend("base/string.h", '#include "base/nowhere.h"\n'),
-        "base/string: needs base/file_lock, which comes later":
-            prepend("base/string.cpp", '#include "base/file_lock.h"\n'),
-        "base/string: needs base/file_lock, which": both(  # by way of a header that has no source
-            prepend("base/planted.h", '#include "base/file_lock.h"\n'),
-            prepend("base/string.cpp", '#include "base/planted.h"\n')),
-        "include cycle: base/planted_a": both(
-            prepend("base/planted_a.h", '#include "base/planted_b.h"\n'),
-            prepend("base/planted_b.h", '#include "base/planted_a.h"\n')),
-        "planted_test.cpp: test that no CMakeLists.txt names": append("tests/base/planted_test.cpp", "int planted;\n"),
-        "planted.cpp: source that no target builds": append("volumes/planted.cpp", "int planted;\n"),
-        "planted_gone.cpp: named in a CMakeLists.txt, but missing":
-            append("tests/base/CMakeLists.txt", "\nset(planted planted_gone.cpp)\n"),
-        "platform/whole_file.cpp:{last}: chooses by operating system inside a body":
-            append("platform/whole_file.cpp", "namespace planted {\n" + body % "#ifdef __APPLE__" + "}\n"),
-        "base/clock.cpp:{last}: chooses by operating system inside a body":
-            append("base/clock.cpp", "struct Planted {" + body % "#if defined(__linux__) && 1" + "};\n"),
-        "base/clock.cpp:{last}: chooses by operating system above":
-            append("base/clock.cpp", "\n#ifdef __APPLE__\nint planted;\n#endif\n"),
-    }
+    """Plants one fault after the other in a copy of the sources; each must be found, and the sources be clean."""
     failures = [f"the sources themselves: {fault}" for fault in Checker(root).check()]
-    for expected, plant in planted.items():
+    for expected, plants in PLANTED.items():
         with tempfile.TemporaryDirectory(prefix="tqfilelist_layers_") as copy:
             for top in LAYERS + BESIDE:
                 if os.path.isdir(os.path.join(root, top)):
                     shutil.copytree(os.path.join(root, top), os.path.join(copy, top))
-            plant(copy)
+            for in_front, path, text in plants:
+                target = pathlib.Path(copy, path)
+                old = target.read_text(encoding="utf-8") if target.exists() else ""
+                target.write_text(text + old if in_front else old + text, encoding="utf-8")
             faults = Checker(copy).check()
             pattern = re.escape(expected).replace(re.escape("{last}"), r"\d+")
             if not any(re.search(pattern, fault) for fault in faults):

@@ -2,8 +2,9 @@
 
 import os
 import platform
-import socket
+import re
 import struct
+import xml.etree.ElementTree as ElementTree
 
 import golden
 import mac_root
@@ -20,22 +21,21 @@ def windows_library():
 
 
 class GoldenAnswers(ScanCase):
-    def compare(self, root, name, texts=None, section="", **options):
-        texts = {"data": root.data, "host": mac_root.HOST_GUID, "system": root.SYSTEM.vguid, **(texts or {})}
-        golden.compare(self, root, golden.read(name, texts)[section], texts, **options)
+    def compare(self, root, name, section="", texts=(), **options):
+        texts = {"data": root.data, "host": mac_root.HOST_GUID, "system": root.SYSTEM.vguid, **dict(texts)}
+        golden.compare(self, root, golden.read(name, texts)[section], **options)
 
     def test_files(self):
         root = self.new_root()
         root.select(root.SYSTEM)
         root.bind("/dev", "/dev")
-        root.write("/etc/passwd", "root:x:0:0::/:/bin/sh\ncarol:x:777:777::/:/bin/sh\n")
-        root.write("/etc/group", "wheel:x:0:root\nstaff:x:777:\n")
-        root.write("/Users/bob/a.txt", "one\na needle here\nNeedle", seconds=STAMP)
-        root.write("/Users/bob/zero.txt")
-        root.write("/Users/bob/bytes", b"\xff\xfe")
-        root.write("/Users/bob/good.dll", windows_library())
-        root.write(b"/Users/\xff/\xfe.txt", "x", seconds=STAMP)
-        root.write("/Users/bob/secret.txt", "abc")
+        for file, content in (
+                ("/etc/passwd", "root:x:0:0::/:/bin/sh\ncarol:x:777:777::/:/bin/sh\n"),
+                ("/etc/group", "wheel:x:0:root\nstaff:x:777:\n"), ("/Users/bob/zero.txt", b""),
+                ("/Users/bob/a.txt", "one\na needle here\nNeedle"), ("/Users/bob/bytes", b"\xff\xfe"),
+                ("/Users/bob/good.dll", windows_library()), (b"/Users/\xff/\xfe.txt", "x"),
+                ("/Users/bob/secret.txt", "abc")):
+            root.write(file, content, seconds=STAMP)
         os.chmod(root.path("/Users/bob/secret.txt"), 0)
         os.link(root.path("/Users/bob/secret.txt"), root.path("/Users/bob/hard link"))
         for folder in ("empty", "locked", "bob/Tool.app", *(f"Eleven/{i}" for i in range(11))):
@@ -46,13 +46,13 @@ class GoldenAnswers(ScanCase):
         os.mkfifo(root.path("/Users/bob/fifo"))
         self.compare(root, "files.txt", may_read_anything=False)
         root.write(root.reports + "tqserv_runs_as.txt", "carol\n")
-        self.compare(root, "files.txt", section="with a service login", may_read_anything=False)
+        self.compare(root, "files.txt", "with a service login", may_read_anything=False)
         self.assertFalse(root.exists("/tmp/fork"))
 
     def test_system(self):
         root = self.new_root()
         root.select(root.SYSTEM)
-        self.compare(root, "system.txt", {"architecture": ARCHITECTURES.get(platform.machine(), "UNKNOWN")})
+        self.compare(root, "system.txt", texts={"architecture": ARCHITECTURES.get(platform.machine(), "UNKNOWN")})
 
     def test_volumes(self):
         root = self.new_root()
@@ -63,10 +63,38 @@ class GoldenAnswers(ScanCase):
         root.select(root.SYSTEM, photos, away)
         root.write_registry((root.SYSTEM, 0), (photos, 3), (away, 9))
         texts = {"photos": photos.vguid, "away": away.vguid}
-        self.compare(root, "volumes.txt", texts)
+        self.compare(root, "volumes.txt", texts=texts)
+        root.write(root.list_path(photos), f"# GmtMillisThisListWasStarted: {mac_root.millis_ago(30):016x}, x\n")
+        self.compare(root, "volumes.txt", "with an old list", texts)
+        os.unlink(root.path(root.reports + "tqdefcon.xml"))
+        os.unlink(root.path(root.upload_record(away)))
+        self.compare(root, "volumes.txt", "without an upload record", texts)
+        self.assertFalse(root.exists(root.reports + "tqdefcon.xml"))
         root.unmount("/Volumes/Empty/")
         root.mount_volume("Copy", vguid=photos.vguid)
-        self.compare(root, "volumes.txt", texts, "with a copied drive")
+        self.compare(root, "volumes.txt", "with a copied drive", texts)
+
+    def test_a_new_volume_gets_its_identity(self):
+        root = self.new_root()
+        root.select(root.SYSTEM)
+        root.write_registry((root.SYSTEM, 1))
+        new = root.mount_volume("New Disk", identity=False)
+        answer = root.run("-assignvolumeguid", "/Volumes/New Disk").out
+        match = re.fullmatch(r"TRUE: Successfully assigned vGuid: (v100[0-9a-f]{24})\n", answer)
+        self.assertTrue(match, answer)
+        volume = ElementTree.fromstring(root.read(new.mount + ".tqvol/tqvol_id.xml")).find("tqvolume")
+        self.assertEqual((volume.get("vguid"), volume.get("associated_hguid")), (match[1], mac_root.HOST_GUID))
+        self.assertTrue(root.exists(new.mount + ".tqvol/tqscratch/tqcurrentlargefile"))
+        self.assertIn(b"WARNING: do not delete this directory", root.read(new.mount + ".tqvol/README.txt"))
+        registered = root.xml("tqvolumes.xml")
+        self.assertEqual([(v.get("tqVolumeGuid"), bytes.fromhex(v.get("mountPointPathHex")))
+                          for v in registered.findall("tqvolume")],
+                         [(root.SYSTEM.vguid, b"/"), (match[1], b"/Volumes/New Disk/")])
+        self.assertEqual(registered.find("tqvol_metadata").get("lastAssignedTqVolShortId"), "100")
+        root.write_identity(mac_root.Volume(new.mount, "v123" + "4" * 24), host_guid="f" * 24)
+        self.assertRegex(root.run("-assignvolumeguid_hex", new.mount.encode().hex()).out,
+                         r"\ATRUE: Successfully assigned vGuid: v101[0-9a-f]{24}\n\Z")
+        self.assertEqual([name for name in root.names(new.mount + ".tqvol") if "aside" in name], [])
 
 
 if __name__ == "__main__":

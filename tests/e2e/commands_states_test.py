@@ -6,7 +6,6 @@ import os
 import pathlib
 import shutil
 import signal
-import stat
 import sys
 
 import golden
@@ -22,6 +21,9 @@ import check_man_pages  # noqa: E402
 SCANS = ("-first_install_time_urgent", "-urgent_refresh_all")
 CREATES_DATA_FOLDER = SCANS + ("-clone_tqvol_to_datadir", "-assignvolumeguid", "-assignvolumeguid_hex")
 A_FILE = "/Users/bob/a.txt"
+STATE_FILES = ("tqinfo.xml", "tqvolumes.xml", "tqexcluderules_editable.xml", "tqreports/tqdefcon.xml",
+               "tqreports/tqexcluderules_editable_mergelog.txt", "tqreports/tqserv_runs_as.txt",
+               "tqreports/tqrollback_current_uxe.txt")
 OPERANDS = {"-log_install_event": ("t", "f"), "-volumeinfo": ("/",), "-dirlist": ("/Users",),
             "-dirlistdetail": ("/Users",), "-assignvolumeguid": ("/",), "-assignvolumeguid_hex": ("2f",),
             "-copy_rsrc_fork": (A_FILE, "/tmp/fork"), "-grep": ("one", A_FILE), "-igrep": ("one", A_FILE),
@@ -35,22 +37,21 @@ def every_command():
 
 
 def tree(root, *skipped):
-    """{path: content, target or kind} of everything below the root but the folders skipped."""
+    """{path: content or kind} of everything below the root but the folders skipped."""
     found = {}
     for folder, folders, files in os.walk(root.path("/")):
         inside = "/" + os.path.relpath(folder, root.path("/")).removeprefix(".")
         folders[:] = [name for name in folders if os.path.join(inside, name) not in skipped + ("/proc", "/dev")]
         found[inside] = None
         for name in files:
-            path = os.path.join(folder, name)
-            kind = stat.S_IFMT(os.lstat(path).st_mode)
-            found[os.path.join(inside, name)] = pathlib.Path(path).read_bytes() if kind == stat.S_IFREG else kind
+            path = pathlib.Path(folder, name)
+            found[os.path.join(inside, name)] = path.read_bytes() if path.is_file() else path.lstat().st_mode
     return found
 
 
 class Coverage(ScanCase):
     def test_every_command_has_a_golden_answer(self):
-        texts = {name: "/" for name in ("data", "photos", "away")}
+        texts = dict.fromkeys(("data", "host", "system", "photos", "away", "architecture"), "/")
         called = {os.fsdecode(case.words[0]) for name in os.listdir(golden.FOLDER)
                   for cases in golden.read(name, texts).values() for case in cases}
         missing = {word for word, *_ in every_command()} - called - {"-h", *SCANS}
@@ -60,7 +61,7 @@ class Coverage(ScanCase):
 class States(ScanCase):
     def test_during_a_scan(self):
         root, photos, _ = self.new_paced_root()
-        root.write("/Users/bob/a.txt", "one\n")
+        root.write(A_FILE, "one\n")
         scan = root.start()
         scan_case.wait_for_pause(root, photos)
         scan.send_signal(signal.SIGSTOP)  # or the pause would end before the last command
@@ -77,7 +78,7 @@ class States(ScanCase):
 
     def test_nothing_is_created_without_a_data_folder(self):
         root = self.new_root(data="/Library/elsewhere/data")
-        root.write("/Users/bob/a.txt", "one\n")
+        root.write(A_FILE, "one\n")
         shutil.rmtree(root.path("/Library/elsewhere"))
         before = tree(root, "/tmp")
         for words in every_command():
@@ -94,43 +95,39 @@ class States(ScanCase):
     def test_no_settings_and_damaged_state(self):
         for damage in (None, b"", b"\0\xff<tqinfo <tqvolume tqVolumeGuid=\"v", "fifo", "folder"):
             root = self.new_root()
-            root.write("/Users/bob/a.txt", "one\n")
-            state = [root.data + name for name in ("tqinfo.xml", "tqvolumes.xml", "tqexcluderules_editable.xml")]
-            state += [root.reports + name for name in ("tqdefcon.xml", "tqexcluderules_editable_mergelog.txt",
-                                                       "tqserv_runs_as.txt", "tqrollback_current_uxe.txt")]
+            root.write(A_FILE, "one\n")
             root.mkdir(root.reports)
-            for file in state if damage is not None else ():
+            for name in STATE_FILES if damage is not None else ():
                 if damage == "fifo":
-                    os.mkfifo(root.path(file))
+                    os.mkfifo(root.path(root.data + name))
                 elif damage == "folder":
-                    root.mkdir(file)
+                    root.mkdir(root.data + name)
                 else:
-                    root.write(file, damage)
-            settings = tree(root).get(state[0])
+                    root.write(root.data + name, damage)
+            settings = tree(root).get(root.data + "tqinfo.xml")
             for words in every_command():
                 if words[0] == "-pingdrives_thatare_selectedforbackup" or (words[0] in SCANS and damage != "fifo"):
                     continue  # they take seconds
                 with self.subTest(damage=damage, words=words):
                     self.assertIn(root.run(*words, timeout=30).status, (0, 1))
-            self.assertEqual(tree(root).get(state[0]), settings)
+            self.assertEqual(tree(root).get(root.data + "tqinfo.xml"), settings)
             self.assertEqual([name for name in root.names(root.lists) if "filelist.dat" in name], [])
 
 
 class Effects(ScanCase):
     def test_an_exclusive_file(self):
         root = self.new_root()
-        root.write("/Users/bob/a.txt", "one\n")
-        with open(root.path("/Users/bob/a.txt"), "rb") as file:
+        root.write(A_FILE, "one\n")
+        opening = f"Opening this file exclusively: {A_FILE}\n"
+        with open(root.path(A_FILE), "rb") as file:
             fcntl.flock(file, fcntl.LOCK_EX)
-            self.assertEqual(root.run("-open_file_exclusive", "/Users/bob/a.txt").out,
-                             "Opening this file exclusively: /Users/bob/a.txt\nFile exists but "
-                             "TqOpenFileReadOnlyExclusive Failed on: /Users/bob/a.txt, errStr=ERROR: exclusive lock "
-                             "failed with errno=11, on file: /Users/bob/a.txt\n")
+            self.assertEqual(root.run("-open_file_exclusive", A_FILE).out,
+                             f"{opening}File exists but TqOpenFileReadOnlyExclusive Failed on: {A_FILE}, errStr=ERROR: "
+                             f"exclusive lock failed with errno=11, on file: {A_FILE}\n")
             fcntl.flock(file, fcntl.LOCK_UN)
-            holder = root.start("-open_file_exclusive", "/Users/bob/a.txt")
+            holder = root.start("-open_file_exclusive", A_FILE)
             printed = mac_root.wait_until(lambda: os.pread(holder.outputs[0].fileno(), 9999, 0), "the holder's lines")
-            self.assertEqual(printed, b"Opening this file exclusively: /Users/bob/a.txt\n"
-                                      b"Holding file exclusively seconds=0 ...\n")
+            self.assertEqual(printed.decode(), opening + "Holding file exclusively seconds=0 ...\n")
             self.assertRaises(BlockingIOError, fcntl.flock, file, fcntl.LOCK_EX | fcntl.LOCK_NB)
             holder.kill()
             self.assertEqual(root.finish(holder).status, -9)
@@ -145,28 +142,23 @@ class Effects(ScanCase):
         for path in (longest_refused, "", "/Users/" + "x" * 50, flags + "../../../Users/" + "x" * 40):
             result = root.run("-listvolumestofile", path)
             self.assertEqual((result.status, result.out, root.exists(path or "/none")), (1, refused, False), path)
-        result = root.run("-listvolumestofile", longest_refused + "x")
-        self.assertEqual((result.status, result.out), (0, "SUCCESS\n"))
-        self.assertEqual(root.read(longest_refused + "x").decode(),
-                         f"{root.SYSTEM.vguid},gm,{mac_root.HOST_GUID},/\n"
-                         "tqunknown___________________,em,tqunknown_______________,/Volumes/New/\n")
-        self.assertEqual(root.mode(longest_refused + "x"), 0o666)
-        self.assertEqual(root.run("-listvolumestofile").out, "SUCCESS\n")
+        taken, host = longest_refused + "x", mac_root.HOST_GUID
+        self.assertEqual([root.run("-listvolumestofile", *words).out for words in ((taken,), ())], ["SUCCESS\n"] * 2)
+        self.assertEqual((root.mode(taken), root.read(taken).decode()),
+                         (0o666, f"{root.SYSTEM.vguid},gm,{host},/\n"
+                          "tqunknown___________________,em,tqunknown_______________,/Volumes/New/\n"))
         names = root.names(flags)
         self.assertRegex(names[0], r"\A\d{13}_list_volumes\.txt\Z")
-        root.mkdir(flags + "folder" * 6)
-        for path, answer in ((flags + "folder" * 6, "ERROR: Could not atomically swap file {0}.tqtmpto{0}\n"),
-                             (flags + "missing/" + "x" * 40, "ERROR: Could not write the file {0}.tqtmp\n")):
-            result = root.run("-listvolumestofile", path)
-            self.assertEqual((result.status, result.out), (1, answer.format(path)))
-        self.assertEqual(root.names(flags), sorted(names + ["folder" * 6]))
+        result = root.run("-listvolumestofile", path := flags + "missing/" + "x" * 40)
+        self.assertEqual((result.status, result.out), (1, f"ERROR: Could not write the file {path}.tqtmp\n"))
+        self.assertEqual(root.names(flags), names)
 
     def test_permissions_are_repaired_and_no_link_followed(self):
         root = self.new_root()
-        root.mkdir(root.lists)
-        for folder, mode in ((INSTALL, 0o700), (root.data, 0o755), (root.lists, 0o700)):
-            os.chmod(root.path(folder), mode)
         root.write(root.data + "tqinfo.xml", "")
+        for folder, mode in ((INSTALL, 0o700), (root.data, 0o755), (root.lists, 0o700)):
+            root.mkdir(folder)
+            os.chmod(root.path(folder), mode)
         modes = root.mode(root.data + "tqinfo.xml"), root.mode("/private")
         self.assert_ran(root.run("-fixpermissions"))
         self.assertEqual([root.mode(folder) for folder in (INSTALL, root.data, root.lists)], [0o755, 0o777, 0o777])
@@ -183,20 +175,12 @@ class Effects(ScanCase):
         self.assertRegex(root.read(root.reports + "install_history.txt").decode(),
                          r"\Agmt_datetime=\d{14}, version=[\d.]+, install=true, autoupdate=false\n"
                          r"gmt_datetime=\d{14}, version=[\d.]+, install=false, autoupdate=true\n\Z")
-        root.write("/etc/passwd", "carol:x:777:777::/:/bin/sh\n")
-        root.write(root.reports + "tqserv_runs_as.txt", "carol\n")
-        self.assert_ran(root.run("-create_tqserv_perm_report"))
-        can = "can_read=true, detail=mode_bits_allow, path="
-        self.assertEqual(root.read(root.reports + "tqserv_perm_report.txt").decode(),
-                         f"tqserv_login_name: carol\n{can}{INSTALL}\n{can}{root.data}\n"
-                         f"{can}{root.data}tqinfo.xml\n{can}/\n")
         root.write(root.data + "tqexcluderules_editable.xml", "<tqexclusions>\n</tqexclusions>\n")
         self.assertEqual([root.run("-merge_exclude_rules").out for _ in range(2)],
                          ["tqfilelist -merge_exclude_rules - Some new blocks were merged!\n", "Nothing changed.\n"])
-        shell = root.path("/bin/sh")
         root.add_program("/bin/sh")
         root.mkdir("/bin")
-        shutil.copy(root.path(INSTALL + "sh"), shell)
+        shutil.copy(root.path(INSTALL + "sh"), root.path("/bin/sh"))
         root.write(INSTALL + "tqtransmit", '#!/bin/sh\necho " $#$@ "\necho more\n')
         os.chmod(root.path(INSTALL + "tqtransmit"), 0o755)
         self.assertEqual(root.run("-attempt_run_tqtransmit64").out,

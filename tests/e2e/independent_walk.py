@@ -63,10 +63,9 @@ class Tree:
         """The top directories in walking order: (mode, path ending in "/")."""
         found = [("0", self.mount)]
         for first in self._folders(self.mount):
-            if self._is_left_out(first):
-                continue
-            found.append(("1", first))
-            found += [("2", second) for second in self._folders(first) if not second.startswith(b"/library/printers")]
+            if not self._is_left_out(first):
+                found += [("1", first), *(("2", second) for second in self._folders(first)
+                                          if not second.startswith(b"/library/printers"))]
         return sorted(found, key=lambda entry: [byte if byte < 128 else byte - 256 for byte in entry[1]])
 
     def _folders(self, directory):
@@ -91,9 +90,7 @@ class Tree:
         pending = [(top, 1)]
         while pending:
             directory, depth = pending.pop()
-            if depth > MAX_DEPTH:
-                continue
-            listed = self._entries(directory)
+            listed = self._entries(directory) if depth <= MAX_DEPTH else None
             if listed is None:
                 continue
             yield from self._block(directory, listed, is_walk=True)
@@ -140,9 +137,6 @@ def differences(tree, list_file, limit=10):
     with open(list_file, "rb") as source:
         source.readline()
         for number, (wanted, got) in enumerate(zip_longest(tree.lines(), source), start=2):
-            if wanted is not None and got == wanted + b"\n":
-                continue
-            found.append(f"line {number}: expected {wanted!r}, listed {got!r}")
-            if len(found) >= limit:
-                break
+            if (wanted is None or got != wanted + b"\n") and len(found) < limit:
+                found.append(f"line {number}: expected {wanted!r}, listed {got!r}")
     return found

@@ -6,6 +6,7 @@ and nothing outlives the script but an empty folder at worst.
 """
 
 import atexit
+import contextlib
 import ctypes
 import os
 import re
@@ -15,8 +16,10 @@ import sys
 import tempfile
 import time
 import xml.etree.ElementTree as ElementTree
+from collections import namedtuple
 
 SKIP_STATUS = 77
+RunResult = namedtuple("RunResult", "status out err seconds peak_kilobytes")
 _INSIDE = "--inside-namespace"
 HOST_GUID = "0123456789abcdef01234567"
 INSTALL = "/Library/Kestrune.tqpkg/"
@@ -24,21 +27,10 @@ DEFAULT_DATA = INSTALL + "tqdata/"
 DAY_MILLIS = 86_400_000
 
 FILE_SETS = {
-    "docs": "dic,dif,doc,dochtml,docmhtml,docm,docx,docxml,dot,dotx,dotxml,dpx,exc,fad,fdf,fphtml,gdb,gra,grd,htm,html,"
-            "nick,nkz,odf,odt,one,pages,pdf,rtf,scp,sxw,txt,wma,wpd,wps,wtx,rwz,xml",
-    "spreadsheets": "csv,mda,mdb,mde,numbers,odb,ods,qpw,sxc,wdb,wks,xlr,xls,xlsb,xlsm,xlsx,xltm,xltx,xlt,xltx,xlw",
-    "presentations": "keynote,ppt,pot,pps,ppa,sxi,odp,pptx,pptm,ppsx,potx,potm",
-    "financial": "abd,hcx,ibank,npc,qba,qbb,qbw,qdf,qdt,qel,qif,qmd,qph,qsd,qtx,t08,tax,t04,t05,t06,t07,t08,t09,tdb",
-    "pictures": "apdb,ai,bmp,cr2,crw,dib,dng,emf,fppiclib,icl,icns,ico,icon,img,jfif,jpg,jpe,jpeg,jp2,gif,lrcat,mac,"
-                "mrw,nef,odg,pef,pic,pict,pct,pcx,pdp,png,pnt,pntd,psd,qti,qtif,rle,svg,tif,tiff,wdp,wmd,wmf,xcf",
-    "music": "aif,aifc,aiff,au,cda,flac,mp3,mid,midi,m4a,m4b,m4p,m4r,nmw,oga,ogg,rmi,snd,wav,wpl,wm,wma,wmx,wvx",
-    "video": "asx,asf,avi,dv,dvr-ms,mov,m2v,m2ts,m4v,mfp,mkv,mlv,mp2,mp4,mpa,mpe,mpeg,mpg,mod,mpv2,mp2v,msdvd,mswmm,"
-             "mts,ogv,qt,ram,rm,rmvb,swf,spd,vob,wmv",
-    "email": "dbx,eml,emlx,emlxpart,mapimail,mbx,oab,ost,pab,pce,pst,wab,wab~,msf,toc",
-    "zips": "bz2,cpgz,gz,lightspeedbackup,rar,sit,tar,tgz,tz,z,zip",
-    "browserfavorites": "adr,url,webbookmark,webloc",
-    "usercustom01": "",
-}
+    "docs": "doc,docx,htm,html,odt,pages,pdf,rtf,txt,wma,xml", "spreadsheets": "csv,numbers,ods,xls,xlsx",
+    "presentations": "keynote,ppt,pptx,odp", "financial": "qbw,qdf,qif,tax", "pictures": "bmp,gif,jpeg,jpg,png,tif",
+    "music": "aif,flac,mp3,wav,wma", "video": "avi,m4v,mov,mp4,mpg", "email": "eml,emlx,pst", "zips": "gz,tar,zip",
+    "browserfavorites": "url,webloc", "usercustom01": ""}
 EXCLUDED_TYPES = ("wab~,vmc,vhd,vhdx,vdi,vo1,vo2,vsv,vud,iso,dmg,sparseimage,sys,cab,exe,msi,dll,dl_,wim,ost,o,qtch,"
                   "log,ithmb,vmdk,vmem,vmsd,vmsn,vmss,vmx,vmxf,menudata,appicon,appinfo,pva,pvs,pvi,pvm,fdd,hds,drk,"
                   "mem,nvram,hdd")
@@ -46,53 +38,30 @@ EXCLUDED_FOLDERS = ("applications/", "automount/", "developer/", "library/", "pr
                     "etc/", "net/", "opt/", "sbin/", "usr/", "backups.backupdb/", ".mobilebackups/", "home/")
 
 
-def _namespace_command():
-    """The words that start a command in a private mount namespace here, or None where the system refuses."""
-    forms = [["unshare", "--user", "--map-root-user", "--mount", "--propagation", "private"]]
-    if os.geteuid() == 0:
-        forms.append(["unshare", "--mount", "--propagation", "private"])
-    for form in forms:
-        try:
-            probe = subprocess.run(form + ["sh", "-c", "mount -t tmpfs probe /tmp"], capture_output=True, timeout=30)
-        except (OSError, subprocess.TimeoutExpired):
-            continue
-        if probe.returncode == 0:
-            return form
-    return None
-
-
 def enter_namespace():
     """Starts this script again inside a private mount namespace. Ends it with the skip status where that is refused."""
     if _INSIDE in sys.argv:
         sys.argv.remove(_INSIDE)
         return
-    command = _namespace_command()
-    if command is None:
-        print("SKIPPED: this system allows no private mount namespace (unshare --user --map-root-user --mount), "
-              "so a Mac-shaped root cannot be built here", flush=True)
-        sys.exit(SKIP_STATUS)
-    sys.stdout.flush()
-    os.execvp(command[0], command + [sys.executable, *sys.argv, _INSIDE])
-
-
-def as_bytes(text):
-    return text if isinstance(text, bytes) else os.fsencode(text)
+    for form in (["unshare", "--user", "--map-root-user", "--mount", "--propagation", "private"],
+                 ["unshare", "--mount", "--propagation", "private"]):  # the second for root without user namespaces
+        with contextlib.suppress(OSError, subprocess.SubprocessError):
+            subprocess.run([*form, "mount", "-t", "tmpfs", "x", "/tmp"], capture_output=True, timeout=30, check=True)
+            sys.stdout.flush()
+            os.execvp(form[0], form + [sys.executable, *sys.argv, _INSIDE])
+    print("SKIPPED: this system allows no private mount namespace (unshare --user --map-root-user --mount), "
+          "so a Mac-shaped root cannot be built here", flush=True)
+    sys.exit(SKIP_STATUS)
 
 
 class Volume:
     """A volume as the settings select it: mount point with trailing "/", volume GUID, tag of its list's name."""
 
     def __init__(self, mount, vguid):
-        self.mount = mount
-        self.vguid = vguid
+        self.mount, self.vguid = mount, vguid
         name = "root" if mount == "/" else mount.rstrip("/").split("/")[-1]
         self.tag = (re.sub(r"[/\\:,]", "_", name).lower() + "______")[:4]
         self.list_name = f"{vguid}_{self.tag}_filelist.dat"
-
-
-class RunResult:
-    def __init__(self, status, out, err, seconds, peak_kilobytes):
-        self.status, self.out, self.err, self.seconds, self.peak_kilobytes = status, out, err, seconds, peak_kilobytes
 
 
 class MacRoot:
@@ -126,15 +95,12 @@ class MacRoot:
         subprocess.run(["mount", *words], check=True, capture_output=True)
 
     def add_program(self, program):
-        """Copies a program of the host, with the libraries it needs, into the installation folder."""
         listing = subprocess.run(["ldd", program], capture_output=True, text=True).stdout
-        for library in re.findall(r"(/\S+) \(0x", listing):
-            self.mkdir(os.path.dirname(library))
-            shutil.copyfile(library, self.path(library))
-            os.chmod(self.path(library), 0o755)
-        target = self.path(INSTALL + os.path.basename(program))
-        shutil.copyfile(program, target)
-        os.chmod(target, 0o755)
+        libraries = [(library, library) for library in re.findall(r"(/\S+) \(0x", listing)]
+        for source, target in [(program, INSTALL + os.path.basename(program)), *libraries]:
+            self.mkdir(os.path.dirname(target))
+            shutil.copyfile(source, self.path(target))
+            os.chmod(self.path(target), 0o755)
 
     def _install_client(self, data_size):
         self.write(INSTALL + "tqinstall.xml",
@@ -147,25 +113,22 @@ class MacRoot:
 
     def path(self, inside):
         """Where a path of the program lies for this process (text for text, bytes for bytes)."""
-        if isinstance(inside, bytes):
-            return os.fsencode(self._root) + inside
-        return self._root + inside
+        return os.fsencode(self._root) + inside if isinstance(inside, bytes) else self._root + inside
 
     def mkdir(self, folder):
         os.makedirs(self.path(folder), exist_ok=True)
 
-    def write(self, file, content=b"", seconds=None):
-        """Writes a file (missing folders included); `seconds` is its modification time."""
+    def write(self, file, content=b"", seconds=None, size=None):
         target = self.path(file)
         os.makedirs(os.path.dirname(target), exist_ok=True)
         with open(target, "wb") as out:
-            out.write(as_bytes(content))
+            out.write(os.fsencode(content))
+            out.truncate(size)
         if seconds is not None:
             os.utime(target, (seconds, seconds))
 
-    def sparse(self, file, size):
-        self.write(file)
-        os.truncate(self.path(file), size)
+    def sparse(self, file, size, seconds=None):
+        self.write(file, b"", seconds, size)
 
     def mount_volume(self, name, vguid=None, size="256m", visible=True, identity=True):
         """Mounts a tmpfs at /Volumes/<name>, with identity and one visible file, as an ordinary volume has them."""
@@ -181,51 +144,60 @@ class MacRoot:
         return volume
 
     def bind(self, source, target):
-        """Shows a folder of the host at `target`."""
         self.mkdir(target)
-        try:
-            self._mount("--bind", source, self.path(target))
-        except subprocess.CalledProcessError:
-            self._mount("--rbind", source, self.path(target))
+        self._mount("--rbind", source, self.path(target))
 
     def unmount(self, mount):
         subprocess.run(["umount", "--lazy", self.path(mount.rstrip("/"))], check=True)
 
     def write_identity(self, volume, host_guid=HOST_GUID):
-        is_system = volume.mount == "/"
-        folder = self.data + "tqvol_system_volume/" if is_system else volume.mount + ".tqvol/"
-        what = "the System Volume (/)" if is_system else "this drive volume"
-        if not is_system:
+        folder, what = self.data + "tqvol_system_volume/", "the System Volume (/)"
+        if volume.mount != "/":
+            folder, what = volume.mount + ".tqvol/", "this drive volume"
             self.mkdir(folder + "tqscratch/tqcurrentlargefile")
         self.write(folder + "tqvol_id.xml",
                    '<?xml version="1.0" encoding="UTF-8" ?>\n<contents>\n'
                    f'<readme txt="WARNING: deleting this file will stop Kestrune from backing up {what}" />\n'
                    f'<tqvolume vguid="{volume.vguid}" associated_hguid="{host_guid}" />\n</contents>\n')
 
-    def select(self, *volumes, max_filesize_mb="1000000000"):
+    def select(self, *volumes):
         """Writes tqinfo.xml with these volumes selected and their default filters, and their upload records."""
         sets = "".join(f'<filesetdef filesetname="{name}" extensions="{types}" />\n'
                        for name, types in FILE_SETS.items())
         selected = "".join(f'    <tqvolume tqVolumeGuid="{v.vguid}" mountPointPath="{v.mount}" />\n' for v in volumes)
-        filters = "".join(f'    <tqdirfilter dir="{v.mount.lower()}" whichfiles="all" /> \n'
-                          + "".join(f'    <tqdirfilter dir="{v.mount.lower()}{folder}" whichfiles="none" /> \n'
-                                    for folder in EXCLUDED_FOLDERS) for v in volumes)
-        self.write(self.data + "tqinfo.xml",
-                   '<?xml version="1.0" encoding="UTF-8" ?>\n<tqinfo>\n\n'
-                   '<myidentity online_hostname="Bobs Mac" tqlogin="bob@kestrune.example" />\n\n'
-                   '<myprefs allow_network_tests="true" use_time_machine_excludes="false" show_help_tips="true" '
-                   'numdays_warn_if_no_backup="7" />\n\n<uilang tqui_locale="default" />\n\n' + sets +
-                   '\n<smartwatch smartwatchfilesets="docs,spreadsheets,presentations,financial,pictures,music,video,'
-                   'browserfavorites" />\n\n'
-                   f'<globalexcludes excludefiletypes="{EXCLUDED_TYPES}" />\n\n'
-                   f'<mountpoints mountpoints_to_watch="{",".join(v.mount for v in volumes)}" />\n\n'
-                   f'<scratch_drive scratch_vol_guid="{self.SYSTEM.vguid}" scratch_mountpoint="/" />\n\n'
-                   f"<hard_drives_to_backup>\n{selected}</hard_drives_to_backup>\n\n"
-                   f'<do_backup dst_type="tqdatacenter" dst_fileformat="tqff" max_filesize_mb="{max_filesize_mb}" '
-                   'backup_on_battery="true" net_auto_throttle="true" net_throttle="50" num_backup_threads="1" '
-                   'backup_schedule_type="continuously" backup_schedule_detail="none" '
-                   'backup_schedule_end_hour="none" >\n'
-                   f"{filters}</do_backup>  \n\n</tqinfo>\n")
+        filters = "".join(f'    <tqdirfilter dir="{v.mount.lower()}{folder}" whichfiles="{wanted}" /> \n'
+                          for v in volumes
+                          for folder, wanted in (("", "all"), *((name, "none") for name in EXCLUDED_FOLDERS)))
+        self.write(self.data + "tqinfo.xml", f"""\
+<?xml version="1.0" encoding="UTF-8" ?>
+<tqinfo>
+
+<myidentity online_hostname="Bobs Mac" tqlogin="bob@kestrune.example" />
+
+<myprefs allow_network_tests="true" use_time_machine_excludes="false" show_help_tips="true" \
+numdays_warn_if_no_backup="7" />
+
+<uilang tqui_locale="default" />
+
+{sets}
+<smartwatch smartwatchfilesets="docs,spreadsheets,presentations,financial,pictures,music,video,browserfavorites" />
+
+<globalexcludes excludefiletypes="{EXCLUDED_TYPES}" />
+
+<mountpoints mountpoints_to_watch="{",".join(v.mount for v in volumes)}" />
+
+<scratch_drive scratch_vol_guid="{self.SYSTEM.vguid}" scratch_mountpoint="/" />
+
+<hard_drives_to_backup>
+{selected}</hard_drives_to_backup>
+
+<do_backup dst_type="tqdatacenter" dst_fileformat="tqff" max_filesize_mb="1000000000" backup_on_battery="true" \
+net_auto_throttle="true" net_throttle="50" num_backup_threads="1" backup_schedule_type="continuously" \
+backup_schedule_detail="none" backup_schedule_end_hour="none" >
+{filters}</do_backup>  
+
+</tqinfo>
+""")
         for volume in volumes:
             self.write_upload_record(volume)
 
@@ -239,28 +211,25 @@ class MacRoot:
     def write_registry(self, *volumes_and_days):
         """Writes tqvolumes.xml from pairs (volume, days since it was last seen attached)."""
         lines = "".join(f'<tqvolume tqVolumeGuid="{v.vguid}" mountPointPathHex="{v.mount.encode().hex()}" '
-                        f'typeOfVolumeTwoCharCode="gm" lastTimeVolumeWasSeenAttachedGmtMillis="'
-                        f'{millis_ago(days)}" numBytesFreeOnVolume="1" numBytesUsedOnVolume="2" '
-                        'numBytesTotalOnVolume="3" />\n' for v, days in volumes_and_days)
-        self.write(self.data + "tqvolumes.xml",
-                   '<?xml version="1.0" encoding="UTF-8" ?>\n<contents>\n\n'
+                        f'typeOfVolumeTwoCharCode="gm" lastTimeVolumeWasSeenAttachedGmtMillis="{millis_ago(days)}" '
+                        'numBytesFreeOnVolume="1" numBytesUsedOnVolume="2" numBytesTotalOnVolume="3" />\n'
+                        for v, days in volumes_and_days)
+        self.write(self.data + "tqvolumes.xml", '<?xml version="1.0" encoding="UTF-8" ?>\n<contents>\n\n'
                    '<tqvol_metadata lastAssignedTqVolShortId="0ff" gmtMillisThisFileWasWritten="1700000000000" '
-                   'gmtDateTimeFileWasWritten="20231114221320" />\n\n'
-                   + lines + "\n</contents>\n")
+                   f'gmtDateTimeFileWasWritten="20231114221320" />\n\n{lines}\n</contents>\n')
 
     # ---- running ----
 
     def start(self, *arguments, program="tqfilelist", may_read_anything=True):
-        """Starts a program that was added. `may_read_anything` False: permission bits bind it like an ordinary user."""
+        """Starts a program. `may_read_anything` False: permission bits bind it like an ordinary user."""
         def prepare():
             os.chroot(self._root)
             os.chdir("/")
             os.umask(0o022)
             if not may_read_anything:
-                libc = ctypes.CDLL(None, use_errno=True)
                 for capability in (1, 2):  # CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH
-                    if libc.prctl(24, capability, 0, 0, 0) != 0:  # PR_CAPBSET_DROP
-                        raise OSError(ctypes.get_errno(), "prctl")
+                    if ctypes.CDLL(None).prctl(24, capability, 0, 0, 0) != 0:  # PR_CAPBSET_DROP
+                        raise OSError("prctl")
         output = tempfile.TemporaryFile(), tempfile.TemporaryFile()
         process = subprocess.Popen([INSTALL + program, *arguments], preexec_fn=prepare, stdin=subprocess.DEVNULL,
                                    stdout=output[0], stderr=output[1], env={"PATH": "/usr/bin:/bin", "LANG": "C"})
@@ -270,29 +239,22 @@ class MacRoot:
 
     def finish(self, process, timeout=120):
         """Waits for a started program and gives its RunResult; one that does not end in time is killed and an error."""
-        deadline = process.began + timeout
-        pid, usage = 0, None
+        pid = 0
         while pid == 0:
             pid, status, usage = os.wait4(process.pid, os.WNOHANG)
             if pid == 0:
-                if time.monotonic() > deadline:
-                    process.kill()
-                    os.wait4(process.pid, 0)
-                    self._forget(process)
-                    raise TimeoutError(f"the program still ran after {timeout} s")
+                if time.monotonic() > process.began + timeout:
+                    raise TimeoutError(f"the program still ran after {timeout} s")  # close() ends it
                 time.sleep(0.01)
         seconds = time.monotonic() - process.began
         process.returncode = os.waitstatus_to_exitcode(status)
-        self._forget(process)
+        self._running.remove(process)
         texts = []
         for stream in process.outputs:
             stream.seek(0)
             texts.append(stream.read().decode("utf-8", "backslashreplace"))
             stream.close()
-        return RunResult(process.returncode, texts[0], texts[1], seconds, usage.ru_maxrss)
-
-    def _forget(self, process):
-        self._running = [other for other in self._running if other is not process]
+        return RunResult(process.returncode, *texts, seconds, usage.ru_maxrss)
 
     def run(self, *arguments, timeout=120, **options):
         return self.finish(self.start(*arguments, **options), timeout)
@@ -304,7 +266,6 @@ class MacRoot:
             return source.read()
 
     def xml(self, file):
-        """The outermost element of an XML file of the data folder."""
         return ElementTree.fromstring(self.read(self.data + file))
 
     def exists(self, file):
@@ -324,19 +285,15 @@ class MacRoot:
         return "".join(self.read(folder + name).decode("utf-8", "surrogateescape") for name in self.names(folder))
 
     def close(self):
-        """Ends what still runs and takes the root away."""
         if self._root is None:
             return
         for process in self._running:
             process.kill()
             process.wait()
         subprocess.run(["umount", "--lazy", self._root], capture_output=True)
-        try:
+        with contextlib.suppress(OSError):
             os.rmdir(self._root)
-        except OSError:
-            pass
         self._root = None
-        atexit.unregister(self.close)
 
 
 def now_millis():
@@ -350,13 +307,11 @@ def millis_ago(days):
 def wait_until(condition, what, timeout=30.0):
     """Polls `condition` until it gives something true, and gives that back."""
     deadline = time.monotonic() + timeout
-    while True:
-        answer = condition()
-        if answer:
-            return answer
+    while not (answer := condition()):
         if time.monotonic() > deadline:
             raise TimeoutError("waited in vain for " + what)
         time.sleep(0.005)
+    return answer
 
 
 sys.setrecursionlimit(20_000)  # trees of 1,000 levels are made and removed by recursive library calls

@@ -9,55 +9,41 @@ from scan_case import ScanCase, unfinished_list, wait_for_pause
 
 
 class Pacing(ScanCase):
-    def test_paced_runs_pause_and_urgent_ones_do_not(self):
-        root, photos, fresh = self.new_paced_root(directories=220)
+    def test_first_install_paced_and_urgent_runs(self):
+        root, photos, fresh = self.new_paced_root(220, "-first_install_time_urgent",
+                                                    flag="urgent_is_still_running_flag.txt")
+        self.assertRegex(root.read(root.lists + "firstfilescantime.xml"),
+                         rb'\A<\?xml version="1.0" encoding="UTF-8"\?>\n<firsttimestats>\n'
+                         rb'<stat install_fscan_numsecs="\d{1,2}" />\n</firsttimestats>\n\Z')
+        self.assertFalse(root.exists(root.lists + "urgent_is_still_running_flag.txt"))
+        self.assertIn(" URGENTLY and AT_FIRST_INSTALL_TIME topdirs.xml.future did not exist", root.log())
         paced = root.run()
         self.assert_ran(paced)
         urgent = root.run("-urgent_refresh_all")
         self.assert_ran(urgent)
-        self.assertGreater(paced.seconds, 9.0)  # the drive ping's three seconds, and two pauses inside one planned folder
+        self.assertGreater(paced.seconds, 9.0)  # the drive ping's three seconds, and two pauses in one planned folder
         self.assertGreater(paced.seconds - fresh.seconds, 4.0)
         self.assertGreater(paced.seconds - urgent.seconds, 4.0)
         self.assertIn(" URGENTLY topdirs.xml.future did not exist, starting fresh scan",
                       root.log().rsplit("got three hour lock", 1)[-1])
         self.assert_listed(root, photos)
 
-    def test_first_install_run_leaves_its_time(self):
-        root = self.new_root()
-        root.select(root.SYSTEM)
-        root.write(root.lists + "urgent_is_still_running_flag.txt")
-        self.assert_ran(root.run("-first_install_time_urgent"))
-        self.assertRegex(root.read(root.lists + "firstfilescantime.xml"),
-                         rb'\A<\?xml version="1.0" encoding="UTF-8"\?>\n<firsttimestats>\n'
-                         rb'<stat install_fscan_numsecs="\d{1,2}" />\n</firsttimestats>\n\Z')
-        self.assertFalse(root.exists(root.lists + "urgent_is_still_running_flag.txt"))
-        self.assertIn(" URGENTLY and AT_FIRST_INSTALL_TIME topdirs.xml.future did not exist", root.log())
-
-
-class Interrupted(ScanCase):
-    def test_stop_request_ends_a_run_in_its_pause(self):
+    def test_stop_request_second_copy_and_death_in_mid_run(self):
         root, photos, _ = self.new_paced_root()
-        before = root.read(root.list_path(photos))
+        before, lock = root.read(root.list_path(photos)), root.lists + "tqfilelist_hour_lock.lck"
         root.write(photos.mount + "Album/new.jpg", "new")
         run = root.start()
         wait_for_pause(root, photos)
         root.write(root.lists + "tqfilelist_stop_run.txt")
         self.assert_ran(root.finish(run))
         self.assertEqual(root.read(root.list_path(photos)), before)
-        self.assertFalse(root.exists(root.lists + "tqfilelist_stop_run.txt"))
-        self.assertFalse(root.exists(root.lists + "tqfilelist_hour_lock.lck"))
+        self.assertFalse(root.exists(root.lists + "tqfilelist_stop_run.txt") or root.exists(lock))
         self.assertIn("- STOP RUNNING file is in place, deleting file and exiting!", root.log())
-        self.assert_ran(root.run("-urgent_refresh_all"))
-        self.assert_listed(root, photos)
 
-    def test_second_copy_and_death_in_mid_run(self):
-        root, photos, _ = self.new_paced_root()
-        before = root.read(root.list_path(photos))
-        root.write(photos.mount + "Album/new.jpg", "new")
+        os.unlink(root.path(root.list_path(photos) + ".future"))  # or it would look like the next run's pause
         run = root.start()
         wait_for_pause(root, photos)
         os.kill(run.pid, signal.SIGSTOP)  # it must still hold the lock when the second copy asks for it
-        lock = root.lists + "tqfilelist_hour_lock.lck"
         self.assert_ran(root.run())
         self.assertIn("could not grab three hour lock, so some OTHER tqfilelist is already running, exiting quietly",
                       root.log())

@@ -46,14 +46,14 @@ class ScanCase(unittest.TestCase):
         left = [name for name in root.names(root.lists) if name.endswith((".future", "_aside", ".tmp", ".lck"))]
         self.assertEqual(left, [])
 
-    def new_paced_root(self, directories=150):
+    def new_paced_root(self, directories=150, *words, flag="tqfilelistdisablebuffering.txt"):
         """A root after a first scan, with more than 100 directories in one planned one: the next run pauses in it."""
         root = self.new_root()
         photos = root.mount_volume("Photos")
         root.select(root.SYSTEM, photos)
         trees.plant_many(root, photos.mount + "Album/Deep", directories)
-        root.write(root.lists + "tqfilelistdisablebuffering.txt")
-        first = root.run()
+        root.write(root.lists + flag)
+        first = root.run(*words)
         self.assert_ran(first)
         self.assert_listed(root, photos)
         return root, photos, first

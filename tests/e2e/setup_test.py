@@ -1,4 +1,4 @@
-"""A machine without the client: tqsetup prepares it, the first scan follows."""
+"""A machine without the client: tqsetup prepares it, the first scan follows, -explainfile tells of a file."""
 
 import os
 
@@ -24,10 +24,11 @@ class FreshMachine(ScanCase):
 
     def test_every_ordinary_volume_is_selected_and_listed(self):
         root = self.new_machine()
+        self.check_refusals(root)
         self.assert_ran(root.run(program="tqsetup"))
         volumes = self.selected(root)
-        self.assertEqual([v.mount for v in volumes], ["/", "/Volumes/Photos/", "/Volumes/Other Disk/"])
-        self.assertEqual([v.vguid[:4] for v in volumes], ["v000", "v001", "v002"])
+        self.assertEqual([(v.mount, v.vguid[:4]) for v in volumes],
+                         [("/", "v000"), ("/Volumes/Photos/", "v001"), ("/Volumes/Other Disk/", "v002")])
         self.assertEqual(root.names("/Volumes/Nothing"), [])
         self.assert_ran(root.run())
         self.assert_clean(root)
@@ -39,54 +40,59 @@ class FreshMachine(ScanCase):
         self.assertEqual((again.status, "nothing changed" in again.err), (1, True))
         self.assertEqual(root.read(root.data + "tqinfo.xml"), settings)
 
-    def test_chosen_volume_and_data_folder(self):
-        root = self.new_machine(data="/Users/Shared/Kestrune & Co")
-        words = ("--data-dir", root.data.rstrip("/"), "--select", "/Volumes/Photos/")
-        self.assert_ran(root.run(*words, program="tqsetup"))
-        volumes = self.selected(root)
-        self.assertEqual([v.mount for v in volumes], ["/Volumes/Photos/"])
-        self.assert_ran(root.run())
-        self.assert_listed(root, volumes[0])
-        self.assertFalse(root.exists(INSTALL + "tqdata"))
-        self.assertFalse(root.exists("/Volumes/Other Disk/.tqvol"), "a volume that was not chosen is left alone")
+    def check_refusals(self, root):
+        """What is refused leaves nothing behind."""
+        usage = root.run("--help", program="tqsetup")
+        self.assert_ran(usage)
+        for status, reason, *words in (
+                (2, "unknown option: --selct", "--selct", "/"), (2, "unknown option: /", "/"),
+                (2, "option needs a value: --select", "--select"),
+                (2, "no usable absolute path: here", "--data-dir", "here"),
+                (2, "no usable absolute path: //", "--data-dir", "//"),
+                (1, "no volume is mounted at: /Volumes/Nowhere/", "--select", "/", "--select", "/Volumes/Nowhere"),
+                (1, "no volume is mounted at: /Users/", "--select", "/", "--select", "/Users/"),
+                (1, "empty, or no volume for backup: /Volumes/Nothing/", "--select", "/Volumes/Nothing")):
+            result = root.run(*words, program="tqsetup")
+            self.assertEqual((result.status, result.out, result.err),
+                             (status, "", f"tqsetup: {reason}\n" + ("\n" + usage.out if status == 2 else "")))
+        self.assertEqual(root.names(INSTALL), ["tqfilelist", "tqsetup"])
+        self.assertFalse(root.exists("/Volumes/Photos/.tqvol"))
 
     def test_three_commands_tell_what_is_backed_up_and_why(self):
-        root = self.new_machine()
-        root.write("/Volumes/Photos/holiday.jpg", "x" * 5)
-        root.write("/Volumes/Photos/Library/cache.jpg", "x")
-        self.assertRegex(root.run("--select", "/Volumes/Photos", program="tqsetup").out,
+        root = self.new_machine(data="/Users/Shared/Kestrune & Co")
+        for file in ("holiday.jpg", "Library/cache.jpg", "disk.iso"):
+            root.write("/Volumes/Photos/" + file, "x" * 5)
+        words = ("--data-dir", root.data.rstrip("/"), "--select", "/Volumes/Photos")
+        self.assertRegex(root.run(*words, program="tqsetup").out,
                          r"\nselected for backup: /Volumes/Photos/ vguid=v001[0-9a-f]{24}\n"
                          r"ready: tqfilelist lists their files\n\Z")
         self.assert_ran(root.run())
-        for file, diagnosis, text in (
-                ("holiday.jpg", "not_found_in_tq_done",
-                 "file_found - LessThan10Mb - IntentIsToBackup - /Volumes/Photos/holiday.jpg\n"),
-                ("cache.jpg", "no_matching_file_found_in_completefilelist",
-                 "There are several possible explanations:\n"),
-                ("Readme", "not_found_in_tq_done", "BEST_CASE - Found 1 matching file")):
-            report = f"/tmp/{file}.txt"
-            self.assertEqual(root.run("-explainfile", file, report).out,
-                             f"\nDone.  Please email Kestrune support this file:\n{report}\n\n"
-                             f"\nPrimaryDiagnosis:\n{diagnosis}\n\n")
-            self.assertIn(text, root.read(report).decode())
+        photos, = self.selected(root)
+        self.assertEqual(photos.mount, "/Volumes/Photos/")
+        self.assert_listed(root, photos)
+        self.assertFalse(root.exists(INSTALL + "tqdata"))
+        self.assertFalse(root.exists("/Volumes/Other Disk/.tqvol"), "a volume that was not chosen is left alone")
 
-    def test_what_is_refused_leaves_nothing_behind(self):
-        root = self.new_machine()
-        usage = root.run("--help", program="tqsetup")
-        self.assert_ran(usage)
-        for words, reason in ((("--selct", "/"), "unknown option: --selct"), (("/",), "unknown option: /"),
-                              (("--select",), "option needs a value: --select"),
-                              (("--data-dir", "here"), "no usable absolute path: here"),
-                              (("--data-dir", "//"), "no usable absolute path: //")):
-            result = root.run(*words, program="tqsetup")
-            self.assertEqual((result.status, result.out, result.err), (2, "", f"tqsetup: {reason}\n\n{usage.out}"))
-        for mount, reason in (("/Volumes/Nowhere", "no volume is mounted at: /Volumes/Nowhere/"),
-                              ("/Users/", "no volume is mounted at: /Users/"),
-                              ("/Volumes/Nothing", "empty, or no volume for backup: /Volumes/Nothing/")):
-            result = root.run("--select", "/", "--select", mount, program="tqsetup")
-            self.assertEqual((result.status, result.out, result.err), (1, "", f"tqsetup: {reason}\n"))
-        self.assertEqual(root.names(INSTALL), ["tqfilelist", "tqsetup"])
-        self.assertFalse(root.exists("/Volumes/Photos/.tqvol"))
+        found = "file_found - LessThan10Mb - IntentIsToBackup - /Volumes/Photos/holiday.jpg\n"
+        for name, diagnosis, text in (
+                ("holiday.jpg", "not_found_in_tq_done", found),
+                ("cache.jpg", "no_matching_file_found_in_completefilelist", "There are several possible explanations:"),
+                ("disk.iso", "file_purposely_not_scheduled_for_backup", "This is on purpose.\n"),
+                ("Photos/", "ambiguous_query_2_different_files_match_in_completefilelist", found),
+                ("Readme", "not_found_in_tq_done", "BEST_CASE - Found 1 matching file"),
+                ("/Volumes/Photos/holiday.jpg", "healthy_and_found_in_tq_done", found)):
+            if diagnosis.startswith("healthy"):
+                root.write(root.data + "tqbackup/tqfileids.dat", "id0042\t/Volumes/Photos/holiday.jpg\n")
+                root.write(root.data + "tqdatacenter/tq_done_20240101_0.dat", "+\tid0042\n")
+            report = f"/tmp/{os.path.basename(name)}{diagnosis}.txt"
+            result = root.run("-explainfile", name, report)
+            self.assert_ran(result)
+            self.assertEqual(result.out, f"\nDone.  Please email Kestrune support this file:\n{report}\n\n"
+                                         f"\nPrimaryDiagnosis:\n{diagnosis}\n\n")
+            written = root.read(report).decode()
+            self.assertIn("Kestrune Explanation for file: " + name, written)
+            self.assertIn(text, written)
+            self.assertTrue(written.rstrip("\n").endswith("\n\nPRIMARY_DIAGNOSIS: " + diagnosis), written)
 
 
 if __name__ == "__main__":

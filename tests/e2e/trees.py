@@ -1,5 +1,4 @@
-"""Trees that the end-to-end tests and the demonstration plant: an ordinary home folder, names and kinds that break
-careless programs, a folder with many directories."""
+"""Trees that the end-to-end tests and the demonstration plant."""
 
 import os
 import socket
@@ -40,58 +39,42 @@ HOME_WANTED = {
 
 def plant_home(root):
     for number, (file, size) in enumerate({**HOME_UNWANTED, **{f: s for f, (s, _) in HOME_WANTED.items()}}.items()):
-        root.sparse(file, size)
-        os.utime(root.path(file), (LONG_AGO + number, LONG_AGO + number))
+        root.sparse(file, size, seconds=LONG_AGO + number)
 
 
 def plant_hostile(root, folder):
     """Names and kinds that a walk must survive, below the first-level folder `folder` (no trailing "/")."""
     base = os.fsencode(folder) + b"/zoo/"
-
-    def file(name, size=1):
-        target = root.path(base + name)
-        os.makedirs(os.path.dirname(target), exist_ok=True)
-        with open(target, "wb") as out:
-            out.write(b"x" * size)
-
     for name in (b"line\nfeed.txt", b"carriage\rreturn.txt", b"back\\slash.txt", b"not-utf8-\xff\xfe.txt", b" ",
                  b"  two  ", b"-rf", b"quote\"'&<>.xml", b"tab\tstop.txt", b"bell\x07", b"*?[x]", b"%s%n%d", b"#",
                  b"# Dir: forged", b"n" * 255, "Ünïcödé 名前.txt".encode(), b"e\xcc\x81.txt", b"...", b".hidden", b"dot.",
-                 b"Thumbs.db|end"):
-        file(name)
-    for name in (b"dir\nfeed/inside.txt", b"dir\rreturn/inside.txt", b"dir\\slash/inside.txt",
-                 b"dir\\slash/sub\\dir/deep.txt",
-                 b"trailing\\/hidden.txt", b"\\leading/hidden.txt", b"lone_-backslash-_name/inside.txt",
+                 b"Thumbs.db|end", b"dir\nfeed/inside.txt", b"dir\rreturn/inside.txt", b"dir\\slash/inside.txt",
+                 b"dir\\slash/sub\\dir/deep.txt", b"trailing\\/hidden.txt", b"\\leading/hidden.txt",
+                 b"lone_-backslash-_name/inside.txt",
                  b"Backups.backupdb/gone.txt", b"x.MobileBackups/gone.txt", b"WD SmartWare.swstor/gone.txt",
                  b"backups.BACKUPDB/kept.txt", b"d\xff\xfe/inside.txt", b"  /inside.txt", b"folder./x", b"..../x",
-                 b"N" * 255 + b"/" + b"m" * 255):
-        file(name)
-    os.makedirs(root.path(base + b"empty"))
-    os.symlink(b"../..", root.path(base + b"loop"))
-    os.symlink(b"empty", root.path(base + b"link-to-dir"))
-    os.symlink(b"-rf", root.path(base + b"link-to-file"))
-    os.symlink(b"nowhere", root.path(base + b"link-to-nothing"))
+                 b"N" * 255 + b"/" + b"m" * 255, b"no-permissions"):
+        root.write(base + name, b"x")
+    os.chmod(root.path(base + b"no-permissions"), 0)
+    root.mkdir(base + b"empty")
+    for link, target in ((b"loop", b"../.."), (b"link-to-dir", b"empty"), (b"link-to-file", b"-rf"),
+                         (b"link-to-nothing", b"nowhere")):
+        os.symlink(target, root.path(base + link))
     os.mkfifo(root.path(base + b"fifo"))
     with socket.socket(socket.AF_UNIX) as plug:
         here = os.open(root.path(base), os.O_RDONLY | os.O_DIRECTORY)
         plug.bind(f"/proc/self/fd/{here}/socket")
         os.close(here)
     for name, seconds in ((b"before-1970", -86_400), (b"epoch", 0), (b"far-future", 8_000_000_000)):
-        file(name)
-        os.utime(root.path(base + name), (seconds, seconds))
-    file(b"half-second")
+        root.write(base + name, b"x", seconds)
+    root.write(base + b"half-second", b"x")
     os.utime(root.path(base + b"half-second"), ns=(1_500_000_000_999_999_999, 1_500_000_000_999_999_999))
-    file(b"no-permissions")
-    os.chmod(root.path(base + b"no-permissions"), 0)
 
 
 def plant_deep(root, folder, levels):
     """`folder` (planned as a whole, so depth 1) and directories below it, each with a file, down to depth `levels`."""
-    path = folder
-    for _ in range(levels - 1):
-        root.write(path + "/f", "x")
-        path += "/d"
-    root.write(path + "/f", "x")
+    for level in range(levels):
+        root.write(folder + "/d" * level + "/f", "x")
 
 
 def plant_long(root, folder, levels=20):

@@ -14,55 +14,45 @@ def list_text(days_old, *paths):
 
 
 class UnpluggedDuringTheRun(ScanCase):
-    def interrupted_run(self, interrupt):
-        """A paced run that `interrupt` disturbs in the pause, in the middle of the volume; gives root and volume."""
+    def test_a_volume_in_the_middle_of_its_walk(self):
         root, photos, _ = self.new_paced_root()
-        before = root.read(root.list_path(photos))
-        root.write("/Users/bob/new.txt", "new")
-        run = root.start()
-        wait_for_pause(root, photos)
-        interrupt(root, photos)
-        self.assert_ran(root.finish(run))
-        self.assertEqual(root.read(root.list_path(photos)), before)
-        self.assertFalse(root.exists(root.list_path(photos) + ".future"))
-        self.assert_listed(root, root.SYSTEM)
-        return root, photos
 
-    def test_unmounted(self):
-        root, photos = self.interrupted_run(lambda root, photos: root.unmount(photos.mount))
-        self.assertRegex(root.log(), "NOT SWAPPING IN in AtomicMove per-Vol filelist: \\S+" + photos.list_name
-                         + r", numBytes=\d+ \(\d+ MB\) because it is no longer mounted!")
+        def mount(vguid=photos.vguid, directories=150):
+            root.mount_volume("Photos", vguid=vguid)
+            trees.plant_many(root, photos.mount + "Album/Deep", directories)
 
-    def test_another_volume_in_its_place(self):
-        def swap(root, photos):
+        def replace(*what):
             root.unmount(photos.mount)
-            other = root.mount_volume("Photos", vguid="vabc" + "7" * 24)
-            trees.plant_many(root, other.mount + "Album/Deep", 160)
-        self.interrupted_run(swap)
+            mount(*what)
 
-    def test_pulled_and_plugged_in_again(self):
-        def replug(root, photos):
+        def unplug_and_exchange_a_later_one():
             root.unmount(photos.mount)
-            root.mount_volume("Photos", vguid=photos.vguid)
-        self.interrupted_run(replug)
+            root.unmount(zebra.mount)
+            root.write(root.mount_volume("Zebra", vguid="vdef" + "8" * 24).mount + "a/b/c.jpg", "another volume's")
 
-    def test_a_later_volume_exchanged_before_its_turn(self):
-        root, photos, _ = self.new_paced_root()
         zebra = root.mount_volume("Zebra")
         root.select(root.SYSTEM, photos, zebra)
         root.write(zebra.mount + "a/b/c.jpg", "x")
         self.assert_ran(root.run("-urgent_refresh_all"))
-        before = root.read(root.list_path(zebra))
-        root.write(photos.mount + "new.jpg", "new")
-        run = root.start()
-        wait_for_pause(root, photos)
-        root.unmount(zebra.mount)
-        other = root.mount_volume("Zebra", vguid="vabc" + "7" * 24)
-        root.write(other.mount + "a/b/c.jpg", "another volume's")
-        self.assert_ran(root.finish(run))
-        self.assertEqual(root.read(root.list_path(zebra)), before)
-        self.assert_listed(root, photos)
-        self.assert_clean(root)
+        before_of_zebra = root.read(root.list_path(zebra))
+        before = root.read(root.list_path(photos))
+        for case, interrupt, repair in (
+                ("unmounted", unplug_and_exchange_a_later_one, mount),
+                ("another volume in its place", lambda: replace("vabc" + "7" * 24, 160), replace),
+                ("pulled and plugged in again", lambda: replace(photos.vguid, 0), replace)):
+            with self.subTest(case):
+                root.write("/Users/bob/new.txt", case)
+                run = root.start()
+                wait_for_pause(root, photos)
+                interrupt()
+                self.assert_ran(root.finish(run))
+                self.assert_listed(root, root.SYSTEM)
+                self.assert_clean(root)
+                self.assertEqual(root.read(root.list_path(photos)), before)
+                self.assertEqual(root.read(root.list_path(zebra)), before_of_zebra)
+                repair()
+        self.assertRegex(root.log(), "NOT SWAPPING IN in AtomicMove per-Vol filelist: \\S+" + photos.list_name
+                         + r", numBytes=\d+ \(\d+ MB\) because it is no longer mounted!")
 
 
 class AwayBeforeTheRun(ScanCase):
@@ -100,40 +90,6 @@ class AwayBeforeTheRun(ScanCase):
                 for v in root.xml("tqvolumes.xml").findall("tqvolume")}
         self.assertLess(abs(seen[attached.vguid] - now_millis()), 120_000)
         self.assertGreater(now_millis() - seen[volumes["Aged"].vguid], 31 * DAY_MILLIS)
-
-    def test_one_year_customers_keep_lists_longer(self):
-        root = self.new_root()
-        young, old = Volume("/Volumes/Young/", "v002" + "b" * 24), Volume("/Volumes/Old/", "v003" + "b" * 24)
-        root.select(root.SYSTEM, young, old)
-        root.write_registry((young, 90.5), (old, 91.5))
-        root.write(root.reports + "tqrollback_current_uxe.txt", "uxe_rb365d_x\n")
-        for volume in (young, old):
-            root.write(root.list_path(volume), list_text(1, volume.mount + "kept"))
-        self.assert_ran(root.run())
-        self.assertIn(b"kept", root.read(root.list_path(young)))
-        self.assertIn(b"# Stub becaused drive has not been seen in 90 days one year rollback customer\n",
-                      root.read(root.list_path(old)))
-
-    def test_a_long_unlisted_volume_goes_first(self):
-        root = self.new_root()
-        fine, stale = root.mount_volume("Aaa"), root.mount_volume("Zzz")
-        root.select(root.SYSTEM, fine, stale)
-        root.write(stale.mount + "Album/Deep/photo.jpg", "x")
-        for volume, days in ((root.SYSTEM, 1), (fine, 9), (stale, 20)):
-            root.write(root.list_path(volume), list_text(days, "/x"))
-        root.write_registry((stale, 20), (fine, 9))
-        root.write(root.lists + "topdirs.xml", "<contents>\n</contents>\n")
-        self.assert_ran(root.run())
-        log = root.log()
-        self.assertRegex(log, r"Defcon_very_interesting_drive_to_tqfilelist_attached processId=\d+, with defcon=3, "
-                         "mountPoint=/Volumes/Zzz/, tqVol_lastFileListedInDays=20, .*, "
-                         "and we are going to URGENTLY_RUN_FAST this run!")
-        self.assertRegex(log, f"DEFCON_Swapped in AtomicMove per-Vol filelist: \\S+{stale.list_name}, numBytes=")
-        plan = root.xml("tqfilelists/topdirs.xml").findall("dir")
-        self.assertEqual([d.get("path") for d in plan[:4]], ["0/Volumes/Zzz/", "1/Volumes/Zzz/.tqvol/",
-                                                             "2/Volumes/Zzz/.tqvol/tqscratch/", "1/Volumes/Zzz/Album/"])
-        for volume in (root.SYSTEM, fine, stale):
-            self.assert_listed(root, volume)
 
 
 if __name__ == "__main__":

@@ -30,3 +30,17 @@ TEST_F(ClientServicesTest, InstalledPrograms) {
     }
   }
 }
+
+TEST_F(ClientServicesTest, ServicePermissions) {
+  Attach("/Volumes/Drive", kDataGuid);
+  Select({{"/Volumes/Drive/", kDataGuid}, {"/Volumes/Unplugged/", kOtherGuid}});
+  fake.Find("/Volumes/Drive")->mode = 0700;
+  fake.Find("/Volumes/Drive")->userId = 0;
+  fake.WriteFile(Data("tqreports/tqserv_runs_as.txt"), "bob");
+  EXPECT_TRUE(CreateServicePermissionReport());
+  const std::string allowed = "can_read=true, detail=mode_bits_allow, path=";
+  EXPECT_EQ(fake.ReadFile(Data("tqreports/tqserv_perm_report.txt")),
+            "tqserv_login_name: bob\n" + allowed + "/Library/Kestrune.tqpkg/\n" + allowed + Data("\n") + allowed +
+                Data("tqinfo.xml\n") +
+                "can_read=false, detail=mode_bits_deny_at=/Volumes/Drive, path=/Volumes/Drive/\n");
+}

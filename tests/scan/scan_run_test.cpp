@@ -52,11 +52,17 @@ TEST_F(ScanRunTest, MountVerificationRecordOnlyGrows) {
 // --- runs that do not begin, or are ended ---
 
 TEST_F(ScanRunTest, RefusesToRun) {
-  const auto refuses = [&](const char* message) {
-    EXPECT_EQ(Run(), 0) << message;
+  const auto refuses = [&](const char* message, int status = 0) {
+    EXPECT_EQ(Run(), status) << message;
     EXPECT_TRUE(Logged(message) && !HasList("tqfilelist_hour_lock.lck")) << message;
     EXPECT_EQ(List(kDriveList), kOldList) << message;
   };
+  fake.WriteFile(Data("tqupdates/tqflag_selfdestructflag.txt"), "nuke_and_pave now");
+  refuses("TQFILELIST - Self Destruct Flag Set so not running", 1);
+  fake.WriteFile(Data("tqupdates/tqflag_selfdestructflag.txt"), "do not nuke_and_pave");
+  fake.WriteFile(Data("tqreports/tqclient_end_of_life.txt"), TqVersionString());
+  refuses("]:\tTQFILELIST - client version has reached End-Of-Life, exiting", 1);
+  fake.Remove(Data("tqreports/tqclient_end_of_life.txt"));
   Select({});
   refuses("no drives selected for backup, exiting...");
   fake.WriteFile(Data("tqexcluderules_editable.xml"), "");

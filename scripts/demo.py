@@ -5,9 +5,10 @@ import os
 import sys
 import xml.etree.ElementTree as ElementTree
 
-import independent_walk
-import mac_root
-import trees
+sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, "tests", "e2e"))
+import independent_walk  # noqa: E402
+import mac_root  # noqa: E402
+import trees  # noqa: E402
 
 CATEGORIES = ("docs", "spreadsheets", "presentations", "financial", "pict", "music", "video", "email", "zips",
               "browserfavorites", "other", "everything")
