@@ -40,7 +40,7 @@ const Paths kHomeDirs = {"/Users/bob/Documents/Letters/2019",
                          "/Users/bob/Pictures/Photos Library.photoslibrary/Masters/2019/03",
                          "/Users/bob/Music/iTunes/iTunes Media/Music/Artist/Album"};
 const Paths kVolumeDirs = {"/Volumes/Photos/2019/Summer/Raw", "/Volumes/Photos/Users/bob/Library/Preferences",
-                           "/Volumes/Backup Disk/Archive/Projects/House/Plans", "/Volumes/Work/src/engine/render"};
+                           "/Volumes/Backup Disk/Archive/Projects/House/Plans", "/Volumes/Media/src/engine/render"};
 const Paths kNames = {"IMG_0001.JPG", "letter to the bank.docx", "17623.emlx", "Makefile", "com.apple.finder.plist"};
 
 // The default settings' excluded file types, in part.
