@@ -1,5 +1,6 @@
 #include "scan/list_output.h"
 
+#include "base/file_info.h"
 #include "base/file_io.h"
 #include "base/log.h"
 #include "platform/platform.h"
@@ -16,12 +17,33 @@ void TqListOutput::FlushIfLarge(std::string_view listPath) {
   FlushIfUnbuffered(listPath);
 }
 
+TqListOutput::WrittenList& TqListOutput::RecordOf(std::string_view listPath) {
+  for (WrittenList& list : written_) {
+    if (list.path == listPath) return list;
+  }
+  return written_.emplace_back(WrittenList{listPath, TqFile::FileSize(listPath)});
+}
+
 void TqListOutput::AppendDirectly(std::string_view listPath, std::string_view text) {
-  if (!TqFile::AppendStringToFile(listPath, text)) NoteBroken(listPath);
+  if (brokenLists_.Find(listPath) >= 0) return;
+  WrittenList& list = RecordOf(listPath);
+  if (TqFile::FileSize(listPath) != list.bytes || !TqFile::AppendStringToFile(listPath, text)) {
+    NoteBroken(listPath);
+    return;
+  }
+  list.bytes += static_cast<std::int64_t>(text.size());
+}
+
+bool TqListOutput::IsWhole(std::string_view listPath) const {
+  if (brokenLists_.Find(listPath) >= 0) return false;
+  for (const WrittenList& list : written_) {
+    if (list.path == listPath) return TqFile::FileSize(listPath) == list.bytes;
+  }
+  return true;
 }
 
 void TqListOutput::NoteBroken(std::string_view listPath) {
-  if (!IsWhole(listPath)) return;
+  if (brokenLists_.Find(listPath) >= 0) return;
   brokenLists_.Add(listPath);
   Log("ERROR: could not append to filelist: ", listPath);
 }

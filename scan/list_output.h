@@ -36,8 +36,9 @@ class TqListOutput {
   void AppendDirectly(std::string_view listPath, std::string_view text);
   /// Notes that lines of the list were lost; logs it once per list.
   void NoteBroken(std::string_view listPath);
-  /// Whether every append to `listPath` (a `.future` path) succeeded.
-  bool IsWhole(std::string_view listPath) const { return brokenLists_.Find(listPath) < 0; }
+  /// Whether every append to `listPath` (a `.future` path) succeeded and the file still holds just what this run wrote
+  /// (and found there): a run that has lost its lock shares the name with another one for a while.
+  bool IsWhole(std::string_view listPath) const;
 
   /// Notes device, inode and mount of a volume path when its first entry is walked; later calls for the same path do
   /// nothing.
@@ -54,10 +55,18 @@ class TqListOutput {
     platform::MountIdentity identity;
     bool interrupted = false;
   };
+  /// A list and its size on disk as this run left it.
+  struct WrittenList {
+    TqString path;
+    std::int64_t bytes = 0;
+  };
   const NotedMount* FindMount(std::string_view volumePath) const;
+  /// The list's record; made with the present size on its first use.
+  WrittenList& RecordOf(std::string_view listPath);
 
   bool bufferingOff_;
   TqString buffer_;
   TqStringVector brokenLists_;
+  std::vector<WrittenList> written_;
   std::vector<NotedMount> mounts_;
 };

@@ -194,7 +194,7 @@ void ReadSelectionAgain(TqVolumeInfoList& selected) {
   // A settings file caught while it is being written may name only some of its volumes.
   const bool areWhole =
       TqInfoManager::ReadControlPanelSettingsFromTqInfoXmlFile() && TqInfoManager::SettingsText().Contains("</tqinfo>");
-  if (areWhole) TqInfoManager::GetVolumesSelectedForBackup(selected);
+  if (!areWhole || !TqInfoManager::GetVolumesSelectedForBackup(selected)) selected.Clear();
   if (selected.Count() == 0) Log("ERROR: found no vol selected for backup in per-vol-guid cleanup");
 }
 

@@ -19,6 +19,7 @@
 #include "volumes/defcon.h"
 #include "volumes/drive_ping.h"
 #include "volumes/drive_summary.h"
+#include "volumes/selected_volumes.h"
 #include "volumes/volume_registry.h"
 
 namespace {
@@ -168,10 +169,17 @@ void DiscardLeftoverProgress(const TqScan& scan) {
   TqFile::DeleteFile(aside);
 }
 
-/// A new plan walks everything, so nothing may be left that it would append to.
+/// A new plan walks everything, so nothing may be left that it would append to. The volumes are noted before and looked
+/// at again behind the planning: one that went and came back meanwhile has directories missing in the plan.
 void BuildPlan(TqScan& scan) {
+  TqVolumeInfoList selected;
+  TqInfoManager::GetVolumesSelectedForBackup(selected);
+  for (const TqVolumeInfo* volume : selected) {
+    if (volume->volumeIsCurrentlyConnected) scan.output.NoteMount(volume->mountPointPath);
+  }
   const auto exitRun = [](void* run) { ExitScanRun(*static_cast<TqRunState*>(run), 0); };
   ScanDiskAndCreateTopDirsListInRam(scan.plan, scan.defconVolumeAttached, scan.DefconVolume(), exitRun, &scan.run);
+  for (const TqVolumeInfo* volume : selected) scan.output.RecheckMount(volume->mountPointPath);
   DeleteFutureLists();
 }
 
@@ -187,8 +195,9 @@ void StartWithNewPlan(TqScan& scan) {
 }
 
 /// Whether each volume that the leftover plan is in the middle of still has the list written so far. Without it the
-/// rest alone would replace the whole volume's list.
+/// rest alone would replace the whole volume's list. A plan without a rest was never written by a run.
 bool HalfWrittenListsAreThere(const TqTopDirsList& plan) {
+  if (plan.next_to_index >= plan.count) return false;
   TqStringVector begun;
   for (std::int32_t i = 0; i < plan.next_to_index; ++i) {
     if (begun.FindIgnoreCase(plan.vguids.At(i)) < 0) begun.Add(plan.vguids.At(i));

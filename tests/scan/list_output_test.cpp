@@ -34,6 +34,22 @@ TEST_F(ListOutputTest, AListWithALostLineIsBrokenForGood) {
   EXPECT_TRUE(output.IsWhole("/lists/whole.future"));
 }
 
+TEST_F(ListOutputTest, AListThatAnotherRunTouchedIsBroken) {
+  for (const char* list : {"/lists/gone.future", "/lists/longer.future", "/lists/late.future"}) {
+    output.AppendDirectly(list, "start\n");
+  }
+  fake.Remove("/lists/gone.future");
+  fake.Find("/lists/longer.future")->content += "another run's line\n";
+  for (const char* list : {"/lists/gone.future", "/lists/longer.future"}) {
+    output.AppendDirectly(list, "more\n");
+    EXPECT_FALSE(output.IsWhole(list)) << list;
+  }
+  EXPECT_FALSE(fake.Has("/lists/gone.future")) << "the rest alone must never pass for the list";
+  EXPECT_TRUE(output.IsWhole("/lists/late.future"));
+  fake.Remove("/lists/late.future");
+  EXPECT_FALSE(output.IsWhole("/lists/late.future"));
+}
+
 TEST_F(ListOutputTest, AVolumeThatIsNotTheSameIsInterruptedForGood) {
   const char* const paths[] = {"/Volumes/Stays/", "/Volumes/Swapped/", "/Volumes/Away/"};
   for (const char* path : paths) fake.AddVolume(path);
