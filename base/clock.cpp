@@ -71,10 +71,14 @@ TqString NowAsLocalText() {
   return GmtDateTimeText(LocalMillis(NowGmtMillis()));
 }
 
-std::int32_t DaysBetween(std::int64_t millisA, std::int64_t millisB) {
+std::uint64_t WholeDaysBetween(std::int64_t millisA, std::int64_t millisB) {
   const auto a = static_cast<std::uint64_t>(millisA);
   const auto b = static_cast<std::uint64_t>(millisB);
-  const std::uint64_t days = (millisA > millisB ? a - b : b - a) / std::uint64_t{kMillisPerDay};
+  return (millisA > millisB ? a - b : b - a) / std::uint64_t{kMillisPerDay};
+}
+
+std::int32_t DaysBetween(std::int64_t millisA, std::int64_t millisB) {
+  const std::uint64_t days = WholeDaysBetween(millisA, millisB);
   return days > std::uint64_t{kMaxDays} ? kMaxDays : static_cast<std::int32_t>(days);
 }
 

@@ -26,6 +26,8 @@ TqString NowAsLocalText();
 
 inline constexpr std::int64_t kMillisPerDay = 86'400'000;
 inline constexpr std::int32_t kMaxDays = 9001;
+/// Whole days between two times: absolute difference, rounded down, without a limit.
+std::uint64_t WholeDaysBetween(std::int64_t millisA, std::int64_t millisB);
 /// Whole days between two times (absolute difference, rounded down); above 777,772,799,999 ms it is kMaxDays.
 std::int32_t DaysBetween(std::int64_t millisA, std::int64_t millisB);
 

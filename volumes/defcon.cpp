@@ -43,13 +43,12 @@ bool ParseMillis(std::string_view text, std::int64_t& millis) {
   return true;
 }
 
-/// Days since `then`; an age at the limit is logged as "more than 24_years since <what>".
+/// Days since `then`; an age beyond the limit is logged as "more than 24_years since <what>".
 std::int32_t DaysSince(std::int64_t now, std::int64_t then, std::string_view what, const TqVolumeInfo& volume) {
-  const std::int32_t days = TqSystem::DaysBetween(now, then);
-  if (days >= TqSystem::kMaxDays) {
+  if (TqSystem::WholeDaysBetween(now, then) > std::uint64_t{TqSystem::kMaxDays}) {
     Log("ERROR: ", kUpdater, "- more than 24_years since ", what, ", mountName=", volume.mountPointPath);
   }
-  return days;
+  return TqSystem::DaysBetween(now, then);
 }
 
 void RateSeen(const TqVolumeInfoList& registry, std::int64_t now, TqVolumeInfo& volume) {

@@ -217,7 +217,9 @@ void RepairHostGuidIfNeeded(const TqString& file, const TqString& contents, TqVo
 TqString FindIdentityFile(const TqString& mountPoint) {
   const TqString folder = IdentityFolder(mountPoint);
   if (!IsSystemVolume(mountPoint)) return Joined(folder, kIdentityFileName);
-  if (!IdentityFileExists(folder)) CloneTqVolFolderOfSystemVolumeIntoDataDir_IfNeeded();
+  // Looking at a volume never makes a missing data folder, which the clone would do.
+  if (!IdentityFileExists(folder) && TqInstall::DataFolderExists())
+    CloneTqVolFolderOfSystemVolumeIntoDataDir_IfNeeded();
   return Joined(IdentityFileExists(folder) ? folder : Joined("/", kDotFolder, "/"), kIdentityFileName);
 }
 

@@ -79,7 +79,10 @@ TEST_F(DefconTest, TimesAreHexadecimalAtSixteenDigitsElseDecimal) {
   };
   EXPECT_EQ(rated(DaysAgoHex(1)), "1/10");  // as in a stub, without a date text
   EXPECT_EQ(rated(std::to_string(fake.nowMillis - 4 * kDay) + " ,"), "4/10");
+  EXPECT_EQ(rated(DaysAgoHex(9001)), "9001/10");
+  EXPECT_FALSE(Logged("24_years"));
   EXPECT_EQ(rated("0000000000000000, x"), "9001/10");
+  EXPECT_TRUE(Logged("- more than 24_years since filelist was generated, mountName=/Volumes/Disk/"));
   EXPECT_EQ(rated("18bcfe56800, x"), "abandoned");
 }
 

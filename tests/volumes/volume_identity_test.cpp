@@ -141,6 +141,12 @@ TEST_F(VolumeIdentityTest, TheSystemVolumesIdentityIsClonedOnce) {
   EXPECT_EQ(Read("/"), onOther);  // "/.tqvol" comes first
 }
 
+TEST_F(VolumeIdentityTest, LookingAtTheSystemVolumeMakesNoDataFolder) {
+  fake.WriteFile("/.tqvol/tqvol_id.xml", IdentityText(kRootGuid));
+  fake.Remove(kData);
+  EXPECT_TRUE(Read("/").starts_with(kRootGuid) && !fake.Has(kData));
+}
+
 TEST_F(VolumeIdentityTest, TheSystemVolumesIdentityIsRebuiltFromTheSettings) {
   TqFile::CloneTqVolFolderOfSystemVolumeIntoDataDir_IfNeeded();
   EXPECT_FALSE(fake.Has(Data("tqvol_system_volume")));
