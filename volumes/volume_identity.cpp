@@ -11,6 +11,7 @@
 #include "base/vector.h"
 #include "base/xml_snippets.h"
 #include "platform/platform.h"
+#include "selection/explain_report.h"
 #include "volumes/retry.h"
 
 namespace TqFile {
@@ -42,7 +43,7 @@ TqString ReadmeText(std::string_view mountPoint) {
                 volume,
                 " and also remove \nany previously backed up files from the Kestrune datacenter.  More\n"
                 "information can be found at ",
-                kHelpAddress, "\n");
+                TqInfoManager::kHelpAddress, "\n");
 }
 
 // --- Writing ---

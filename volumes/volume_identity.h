@@ -14,8 +14,6 @@ namespace TqFile {
 /// <mount>/.tqvol/ or, for "/", <data>/tqvol_system_volume/
 TqString IdentityFolder(std::string_view mountPoint);
 inline constexpr std::string_view kIdentityFileName = "tqvol_id.xml";
-/// Where users are told to read on.
-inline constexpr std::string_view kHelpAddress = "https://help.kestrune.example/tqvol";
 
 /// Whether an identity file is in `folder` (ends in "/"). One behind a linked folder is not: a volume never borrows an
 /// identity through a link.
