@@ -50,10 +50,18 @@ std::vector<MountTableRow> SelectSmbMounts(const std::vector<MountTableRow>& row
   return selected;
 }
 
+std::string_view WithoutTrailingSlashes(std::string_view path) {
+  while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
+  return path;
+}
+
 bool IsSameMountPoint(std::string_view path, std::string_view mountedOn) {
-  if (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
   return std::equal(path.begin(), path.end(), mountedOn.begin(), mountedOn.end(),
                     [](char a, char b) { return Folded(a) == Folded(b); });
+}
+
+bool HasOtherSpellings(std::string_view path) {
+  return std::ranges::any_of(path, [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
 }
 
 void PutRootFirst(std::vector<MountedVolume>& volumes) {

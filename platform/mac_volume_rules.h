@@ -46,9 +46,16 @@ std::string FieldText(std::span<const char> field);
 /// The rows of the mount table that no walk enters: shares of Windows servers, whose type the system gives as "smbfs".
 std::vector<MountTableRow> SelectSmbMounts(const std::vector<MountTableRow>& rows);
 
-/// Whether `path` (a trailing "/" is ignored) is the mount point that the system spells `mountedOn`. ASCII case is
-/// ignored: a case-insensitive volume answers to any.
+/// `path` without the "/"s at its end; "/" stays.
+std::string_view WithoutTrailingSlashes(std::string_view path);
+
+/// Whether `path` (without a "/" at its end) is by its text the mount point that the system spells `mountedOn`. ASCII
+/// case is ignored: a case-insensitive volume answers to any.
 bool IsSameMountPoint(std::string_view path, std::string_view mountedOn);
+
+/// Whether the file system may know `path` by another text, too, that differs in more than ASCII case: names beyond
+/// ASCII are composed or decomposed, and have case, in ways of their own.
+bool HasOtherSpellings(std::string_view path);
 
 /// Puts the boot volume in front; the others keep the system's order.
 void PutRootFirst(std::vector<MountedVolume>& volumes);

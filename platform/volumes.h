@@ -79,7 +79,7 @@ class Volumes {
  public:
   virtual ~Volumes() = default;
 
-  /// The mounted volumes, "/" first, in the system's order.
+  /// The mounted volumes, "/" first, in the system's order; on failure as many of them as were told.
   virtual int ListMountedVolumes(std::vector<MountedVolume>& volumes) = 0;
   /// Figures of the volume mounted at `mountPoint` (a trailing "/" is allowed). EINVAL when `mountPoint` is not itself
   /// a mounted directory, ENOENT when it is missing; "/" always answers.

@@ -33,13 +33,14 @@ class EmptyRootVisitor : public platform::EntryVisitor {
   bool isEmpty = true;
 };
 
-/// Also true for a root that cannot be listed, but not when privacy protection is what keeps its names back: nothing is
-/// known of those.
+/// Also true for a root that cannot be opened, but not when privacy protection is what keeps its names back, nor when
+/// reading it stopped midway: nothing is known of the rest.
 bool RootHoldsNothing(const TqString& mountPoint) {
   EmptyRootVisitor visitor;
   const platform::ListResult result = platform::TheFiles().ListDirectory(mountPoint.c_str(), visitor);
-  NotePrivacyDenial(result.openErrno, mountPoint);
-  return visitor.isEmpty && !platform::TheFiles().IsPrivacyDenial(result.openErrno);
+  const int error = result.openErrno != 0 ? result.openErrno : result.readErrno;
+  NotePrivacyDenial(error, mountPoint);
+  return visitor.isEmpty && result.readErrno == 0 && !platform::TheFiles().IsPrivacyDenial(error);
 }
 
 TqString UpperCased(std::string_view text) {

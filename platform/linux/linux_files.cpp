@@ -54,13 +54,12 @@ bool VisitRecords(int directory, const char* buffer, std::size_t bytes, EntryVis
 }
 
 /// An errno value, 0 at the end of the directory or when the visitor stopped.
-int ReadRecords(int directory, char* buffer, EntryVisitor& visitor) {
+int ReadRecords(int directory, const char* path, char* buffer, EntryVisitor& visitor) {
   for (;;) {
     const ssize_t bytes = getdents64(directory, buffer, kListingBytes);
     if (bytes == 0) return 0;
     if (bytes < 0 && errno == EINTR) continue;
-    // The directory was removed while it was open, so it was empty: its end, as readdir(3) has it, too.
-    if (bytes < 0) return errno == ENOENT ? 0 : errno;
+    if (bytes < 0) return ReadErrnoOf(path, errno);
     if (!VisitRecords(directory, buffer, static_cast<std::size_t>(bytes), visitor)) return 0;
   }
 }
@@ -79,7 +78,7 @@ ListResult LinuxFiles::ListDirectory(const char* path, EntryVisitor& visitor) {
   }
   std::unique_ptr<char[]> buffer = std::move(kept_);
   if (!buffer) buffer = std::make_unique_for_overwrite<char[]>(kListingBytes);
-  result.readErrno = ReadRecords(directory, buffer.get(), visitor);
+  result.readErrno = ReadRecords(directory, path, buffer.get(), visitor);
   kept_ = std::move(buffer);
   close(directory);
   return result;

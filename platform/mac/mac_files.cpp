@@ -5,7 +5,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/attr.h>
-#include <sys/mount.h>
 #include <sys/paths.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,8 +19,6 @@
 #include "platform/descriptor.h"
 #include "platform/mac/cf_holder.h"
 #include "platform/mac/cf_values.h"
-#include "platform/mac/media_lookup.h"
-#include "platform/mac_volume_rules.h"
 
 #if __has_include(<sys/vnode.h>)
 #include <sys/vnode.h>
@@ -89,12 +86,11 @@ bool IsDotOrDotDot(const char* name) {
 }
 
 /// An errno value, 0 at the end of the directory or when the visitor stopped.
-int VisitEntries(DIR* directory, EntryVisitor& visitor) {
+int VisitEntries(DIR* directory, const char* path, EntryVisitor& visitor) {
   for (;;) {
     errno = 0;  // null is both the end and an error: an unreadable rest must not pass for the end
     const dirent* entry = readdir(directory);
-    // ENOENT: the directory was removed while it was open, so it was empty.
-    if (entry == nullptr) return errno == ENOENT ? 0 : errno;
+    if (entry == nullptr) return errno == 0 ? 0 : ReadErrnoOf(path, errno);
     if (IsDotOrDotDot(entry->d_name)) continue;
     EntryAttributes attributes;
     const int error = QueryRelative(dirfd(directory), entry->d_name, attributes);
@@ -137,7 +133,7 @@ ListResult MacFiles::ListDirectory(const char* path, EntryVisitor& visitor) {
     close(descriptor);
     return result;
   }
-  result.readErrno = VisitEntries(directory.get(), visitor);
+  result.readErrno = VisitEntries(directory.get(), path, visitor);
   return result;
 }
 
@@ -174,19 +170,7 @@ int MacFiles::QueryBackupExclusion(const char* path, bool& excluded) {
 }
 
 int MacFiles::QueryMountIdentity(const char* path, MountIdentity& identity) {
-  struct stat facts;
-  struct statfs mount;
-  if (stat(path, &facts) != 0 || statfs(path, &mount) != 0) return errno;
-  identity.device = static_cast<std::uint32_t>(facts.st_dev);
-  identity.inode = facts.st_ino;
-  // The system numbers no mounts. The medium's id tells a disk that was pulled and plugged in again; other file systems
-  // have their own id, which those without a device get anew with each mount.
-  identity.mountId = MediaIdOf(FieldText(mount.f_mntfromname));
-  if (identity.mountId != 0) return 0;
-  const auto high = static_cast<std::uint32_t>(mount.f_fsid.val[0]);
-  const auto low = static_cast<std::uint32_t>(mount.f_fsid.val[1]);
-  identity.mountId = static_cast<std::uint64_t>(high) << 32 | low;
-  return 0;
+  return mounts_.Identify(path, identity);
 }
 
 int MacFiles::ReadResourceFork(const char* path, std::string& bytes) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <fcntl.h>
+
+#include "platform/posix/mount_watches.h"
 #include "platform/posix/posix_files.h"
 
 namespace platform {
@@ -16,6 +19,10 @@ class MacFiles final : public PosixFiles {
   int ReadResourceFork(const char* path, std::string& bytes) override;
   bool HasValidCodeSignature(const char* path) override;
   int MakeHiddenDirectory(const char* path, unsigned mode) override;
+
+ private:
+  // O_EVTONLY: the descriptor does not keep the volume from being unmounted (open(2)).
+  MountWatches mounts_{O_EVTONLY};
 };
 
 }  // namespace platform

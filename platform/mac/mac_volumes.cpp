@@ -4,6 +4,7 @@
 #include <sys/attr.h>
 #include <sys/mount.h>
 #include <sys/param.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -32,6 +33,8 @@ static_assert(kMostVolumeReplyBytes >= kVolumeReplyFixedBytes + MAXPATHLEN);
 
 constexpr std::size_t kMostErrorTextBytes = 1000;
 constexpr std::size_t kMostPathBytes = 1024;
+// Whether the enumerator goes on behind an error is stated nowhere; so often it may try.
+constexpr int kMostFailedSteps = 16;
 constexpr const char* kDestinationKeys[] = {"Destinations", "DestinationUUIDs"};
 
 CfHolder<CFArrayRef> VolumeKeys() {
@@ -85,7 +88,9 @@ MountedVolume DescribeVolume(CFURLRef url, CFArrayRef keys) {
 int ReadVolumeReply(const char* path, VolumeAttributes& attributes) {
   attrlist request{};
   request.bitmapcount = ATTR_BIT_MAP_COUNT;
-  request.commonattr = ATTR_CMN_RETURNED_ATTRS;  // packing invalid attributes needs it
+  // Packing invalid attributes needs the returned set. Unlike the entry query this one has no form without it, which
+  // only systems before 10.6 would need.
+  request.commonattr = ATTR_CMN_RETURNED_ATTRS;
   request.volattr = ATTR_VOL_INFO | kVolumeSize | kVolumeSpaceFree | kVolumeSpaceAvailable | kVolumeMountFlags |
                     kVolumeMountedDevice | kVolumeCapabilities | kVolumeUuid;
   std::array<std::byte, kMostVolumeReplyBytes> reply{};
@@ -94,11 +99,21 @@ int ReadVolumeReply(const char* path, VolumeAttributes& attributes) {
   return DecodeVolumeReply(reply, attributes) ? 0 : EBADMSG;
 }
 
+/// Neither path is followed when it is a link.
+bool IsSameFolder(const std::string& path, const std::string& other) {
+  struct stat facts;
+  struct stat otherFacts;
+  return lstat(path.c_str(), &facts) == 0 && lstat(other.c_str(), &otherFacts) == 0 &&
+         facts.st_dev == otherFacts.st_dev && facts.st_ino == otherFacts.st_ino;
+}
+
 /// EINVAL when something else than `path` is the mount point that it lies on.
 int CheckIsMountPoint(const std::string& path) {
   struct statfs mount;
   if (statfs(path.c_str(), &mount) != 0) return errno;
-  return IsSameMountPoint(path, FieldText(mount.f_mntonname)) ? 0 : EINVAL;
+  const std::string mountedOn = FieldText(mount.f_mntonname);
+  if (IsSameMountPoint(path, mountedOn)) return 0;
+  return HasOtherSpellings(path) && IsSameFolder(path, mountedOn) ? 0 : EINVAL;
 }
 
 MountTableRow RowOf(const struct statfs& mount) {
@@ -114,20 +129,26 @@ int MacVolumes::ListMountedVolumes(std::vector<MountedVolume>& volumes) {
   const CfHolder<CFURLEnumeratorRef> enumerator(
       CFURLEnumeratorCreateForMountedVolumes(kCFAllocatorDefault, kCFURLEnumeratorDefaultBehavior, keys.Get()));
   if (!enumerator) return ENOMEM;
-  for (;;) {
+  int failedSteps = 0;
+  while (failedSteps < kMostFailedSteps) {
     CFURLRef url = nullptr;      // borrowed from the enumerator
     CfHolder<CFErrorRef> error;  // owned
-    if (CFURLEnumeratorGetNextURL(enumerator.Get(), &url, error.Receive()) != kCFURLEnumeratorSuccess) break;
-    if (url != nullptr) volumes.push_back(DescribeVolume(url, keys.Get()));
+    const CFURLEnumeratorResult step = CFURLEnumeratorGetNextURL(enumerator.Get(), &url, error.Receive());
+    if (step == kCFURLEnumeratorEnd) break;
+    if (step == kCFURLEnumeratorSuccess && url != nullptr) {
+      volumes.push_back(DescribeVolume(url, keys.Get()));
+    } else {
+      ++failedSteps;
+    }
   }
   PutRootFirst(volumes);
-  return 0;
+  // No system is without its boot volume: none at all is a failure, too.
+  return failedSteps > 0 || volumes.empty() ? EIO : 0;
 }
 
 int MacVolumes::QueryVolume(const char* mountPoint, VolumeAttributes& attributes) {
   // Without the trailing "/", or a link in the volume's place would be followed.
-  std::string path(mountPoint);
-  if (path.size() > 1 && path.back() == '/') path.pop_back();
+  const std::string path(WithoutTrailingSlashes(mountPoint));
   const int error = ReadVolumeReply(path.c_str(), attributes);
   // The query answers for the volume that the path lies on: a folder left behind in "/Volumes", or a link to the boot
   // volume there, would get the boot volume's figures.

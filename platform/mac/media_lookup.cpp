@@ -64,11 +64,11 @@ RegistryFacts FactsOf(io_object_t object) {
   return facts;
 }
 
-/// Appends the ancestors of `object`. False when the registry changed meanwhile, so that some may be missing.
+/// Appends the ancestors of `object`. False when some may be missing: the registry changed meanwhile, or refused.
 bool AppendAncestors(io_object_t object, std::vector<MediaObject>& objects) {
   IoHolder iterator;
   const IOOptionBits options = kIORegistryIterateRecursively | kIORegistryIterateParents;
-  if (IORegistryEntryCreateIterator(object, kIOServicePlane, options, iterator.Receive()) != KERN_SUCCESS) return true;
+  if (IORegistryEntryCreateIterator(object, kIOServicePlane, options, iterator.Receive()) != KERN_SUCCESS) return false;
   while (const IoHolder ancestor = IoHolder(IOIteratorNext(iterator.Get()))) {
     objects.push_back(MediaObjectOf(FactsOf(ancestor.Get())));
   }
@@ -84,17 +84,12 @@ MediaWalk WalkMediaOf(const std::string& deviceName) {
   const IoHolder medium = FindMedium(lookUp);
   if (!medium) return walk;
   for (int i = 0; i < kWalkTries; ++i) {
-    walk.objects.assign(1, MediaObjectOf(FactsOf(medium.Get())));
-    if (AppendAncestors(medium.Get(), walk.objects)) break;
+    std::vector<MediaObject> objects{MediaObjectOf(FactsOf(medium.Get()))};
+    const bool isComplete = AppendAncestors(medium.Get(), objects);
+    if (isComplete || objects.size() > walk.objects.size()) walk.objects = std::move(objects);
+    if (isComplete) break;
   }
   return walk;
-}
-
-std::uint64_t MediaIdOf(const std::string& deviceName) {
-  const IoHolder medium = FindMedium(LookUpOf(deviceName));
-  std::uint64_t id = 0;
-  if (!medium || IORegistryEntryGetRegistryEntryID(medium.Get(), &id) != KERN_SUCCESS) return 0;
-  return id;
 }
 
 }  // namespace platform

@@ -2,7 +2,6 @@
 
 // The I/O registry's objects behind a volume: its medium, and what the medium lies on.
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -13,9 +12,5 @@ namespace platform {
 /// The object behind a device name as a volume query gives it, then its ancestors in the service plane, nearest first.
 /// No objects when there is none.
 MediaWalk WalkMediaOf(const std::string& deviceName);
-
-/// The id of the object behind a device name, which no other object gets before the next start of the system; 0 when
-/// there is none. A disk that is plugged in again has another one.
-std::uint64_t MediaIdOf(const std::string& deviceName);
 
 }  // namespace platform

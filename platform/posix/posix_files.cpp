@@ -73,6 +73,12 @@ EntryKind EntryKindOfMode(mode_t mode) {
   }
 }
 
+int ReadErrnoOf(const char* path, int error) {
+  struct stat facts;
+  const bool isGone = error == ENOENT && lstat(path, &facts) != 0 && errno == ENOENT;
+  return isGone ? 0 : error;
+}
+
 int PosixFiles::Lstat(const char* path, StatFacts& facts) {
   struct stat answer;
   if (lstat(path, &answer) != 0) return errno;

@@ -12,6 +12,11 @@ namespace platform {
 /// Kind behind the type bits of a mode; unknown bits count as a regular file.
 EntryKind EntryKindOfMode(mode_t mode);
 
+/// What it means that reading the open directory `path` failed with `error`: 0, its end, when ENOENT tells that the
+/// directory was removed meanwhile (so it was empty). ENOENT about one that is still there is an error as any other:
+/// not all of its names were told.
+int ReadErrnoOf(const char* path, int error);
+
 class PosixFiles : public Files {
  public:
   int Lstat(const char* path, StatFacts& facts) override;

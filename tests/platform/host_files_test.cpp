@@ -170,6 +170,26 @@ TEST_F(HostFilesTest, TellsWhyADirectoryCannotBeListed) {
   EXPECT_TRUE(none.entries.empty());
 }
 
+TEST_F(HostFilesTest, ADirectoryRemovedMeanwhileJustEndsOneThatIsThereDoesNot) {
+  class Removing : public EntryVisitor {
+   public:
+    bool OnEntry(std::string_view, int, const EntryAttributes&) override {
+      std::filesystem::remove_all(folder);
+      if (isMadeAgain) std::filesystem::create_directory(folder);
+      return true;
+    }
+    std::string folder;
+    bool isMadeAgain = false;
+  } visitor;
+  visitor.folder = At("folder");
+  for (const bool isMadeAgain : {false, true}) {
+    std::filesystem::create_directory(visitor.folder);
+    Put("folder/file", "x");
+    visitor.isMadeAgain = isMadeAgain;
+    EXPECT_EQ(files.ListDirectory(visitor.folder.c_str(), visitor).readErrno, isMadeAgain ? ENOENT : 0);
+  }
+}
+
 TEST_F(HostFilesTest, OpensInEveryModeWithoutHangingOrFollowing) {
   std::size_t written = 0;
   ASSERT_EQ(Open("new", OpenMode::kCreateExclusive), 0);

@@ -143,10 +143,14 @@ TEST(MacVolumeRulesTest, MountTableRows) {
   ASSERT_EQ(skipped.size(), 1U);
   EXPECT_EQ(skipped[0].mountPoint, "/Volumes/share");
 
-  EXPECT_TRUE(IsSameMountPoint("/VOLUMES/disk/", "/Volumes/Disk"));
+  EXPECT_EQ(WithoutTrailingSlashes("/Volumes/Disk//"), "/Volumes/Disk");
+  EXPECT_EQ(WithoutTrailingSlashes("//"), "/");
+  EXPECT_TRUE(IsSameMountPoint("/VOLUMES/disk", "/Volumes/Disk"));
   EXPECT_TRUE(IsSameMountPoint("/", "/"));
   EXPECT_FALSE(IsSameMountPoint("/Volumes/Disk", "/"));
   EXPECT_FALSE(IsSameMountPoint("/Volumes/Disk", "/Volumes/Disk 1"));
+  EXPECT_FALSE(HasOtherSpellings("/Volumes/Disk"));
+  EXPECT_TRUE(HasOtherSpellings("/Volumes/Zo\xC3\xAB"));
 }
 
 TEST(MacVolumeRulesTest, TheBootVolumeComesFirst) {

@@ -65,6 +65,9 @@ TEST_F(VolumeQueryTest, TypeComesFromTheRootFolder) {
   Fail("list", "/Volumes/D", EACCES);
   EXPECT_EQ(TypeOf("/Volumes/D"), "em");
   fake.fault = nullptr;
+  fake.Find("/Volumes/D")->readErrno = EIO;  // reading stops at once: what it holds stays unknown
+  EXPECT_EQ(TypeOf("/Volumes/D"), "gm");
+  fake.Find("/Volumes/D")->readErrno = 0;
   fake.WriteFile("/Volumes/D/Windows/System32", "a file, not a folder");
   EXPECT_EQ(TypeOf("/Volumes/D"), "gm");
   fake.MakeSpecial("/Volumes/D/Windows/System32", platform::EntryKind::kDirectory);
