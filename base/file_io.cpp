@@ -174,13 +174,14 @@ SwapResult SwapInQuietly(std::string_view path, std::string_view text, int write
                          std::int64_t pauseMillis) {
   if (path.empty()) return SwapResult::kWriteFailed;
   const TqString temporary = Joined(path, ".tmp");
-  const auto silent = [] {};
+  // Another one's left-over that may not be modified is out of the way for the next try.
+  const auto deleteTemporary = [&] { DeleteFile(temporary); };
   if (!TryRepeatedly(
-          writeTries, pauseMillis, [&] { return WriteWholeFile(temporary, text); }, silent)) {
+          writeTries, pauseMillis, [&] { return WriteWholeFile(temporary, text); }, deleteTemporary)) {
     return SwapResult::kWriteFailed;
   }
   const bool moved = TryRepeatedly(
-      moveTries, pauseMillis, [&] { return AtomicMoveFile(temporary, path); }, silent);
+      moveTries, pauseMillis, [&] { return AtomicMoveFile(temporary, path); }, [] {});
   return moved ? SwapResult::kDone : SwapResult::kMoveFailed;
 }
 

@@ -35,7 +35,7 @@ bool AtomicMoveFileWithRetry(std::string_view from, std::string_view to);
 /// The atomic swap in: writes path + ".tmp", then renames it onto `path`; both with retry.
 bool WriteFileAndSwapIn(std::string_view path, std::string_view text);
 /// Writes path + ".tmp" in up to `writeTries` attempts and renames it in up to `moveTries`, pausing `pauseMillis` after
-/// each failed one; silent. kWriteFailed leaves no temporary file behind.
+/// each failed one; silent. A temporary file that could not be written is deleted, before the next attempt, too.
 enum class SwapResult { kDone, kWriteFailed, kMoveFailed };
 SwapResult SwapInQuietly(std::string_view path, std::string_view text, int writeTries, int moveTries,
                          std::int64_t pauseMillis);

@@ -87,7 +87,6 @@ TqString ServiceLoginName() {
 void CreateInstalledProgramsReport() {
   const TqString path = ReportPath("tqstat_progs.txt");
   const TqString temporary = Joined(path, ".tmp");
-  TqFile::DeleteFile(temporary);
   const auto result =
       TqFile::SwapInQuietly(path, InstalledProgramsText(), kReportWriteTries, kReportMoveTries, kReportPauseMillis);
   switch (result) {

@@ -68,6 +68,8 @@ TEST_F(FileIoTest, QuietFormsUseTheirOwnAttemptsAndLogNothing) {
   Fail("rename", "/t/state", EIO, 3);
   EXPECT_EQ(TqFile::SwapInQuietly("/t/state", "x", 1, 3, 50), TqFile::SwapResult::kMoveFailed);
   EXPECT_EQ(TqFile::SwapInQuietly("/t/state", "x", 1, 3, 50), TqFile::SwapResult::kDone);
+  fake.WriteFile("/t/state.tmp", "left over, and not to be modified").linkCount = 2;
+  EXPECT_EQ(TqFile::SwapInQuietly("/t/state", "y", 2, 1, 50), TqFile::SwapResult::kDone);
   Fail("unlink", "/t/state", EIO, 1);
   EXPECT_FALSE(TqFile::DeleteFile("/t/state"));
   EXPECT_TRUE(TqFile::DeleteFile("/t/state") && TqFile::DeleteFile("/t/state"));  // gone is gone
