@@ -27,33 +27,11 @@ bool ComesBefore(const TqVolumeInfo* a, const TqVolumeInfo* b) {
 }  // namespace
 
 void TqVolumeInfo::Reset() {
-  const TqVolumeInfo fresh;
-  fresh.CopyTo(*this);
+  *this = TqVolumeInfo();
 }
 
 void TqVolumeInfo::CopyTo(TqVolumeInfo& destination) const {
-  destination.numBytesFreeOnVolume = numBytesFreeOnVolume;
-  destination.numBytesUsedOnVolume = numBytesUsedOnVolume;
-  destination.numBytesTotalOnVolume = numBytesTotalOnVolume;
-  destination.lastTimeVolumeWasSeenAttachedGmtMillis = lastTimeVolumeWasSeenAttachedGmtMillis;
-  destination.volumeIsCurrentlyConnected = volumeIsCurrentlyConnected;
-  destination.volumeIsSelectedForBackup = volumeIsSelectedForBackup;
-  std::ranges::copy(volumeType, destination.volumeType);
-  std::ranges::copy(vguid, destination.vguid);
-  std::ranges::copy(associatedHguid, destination.associatedHguid);
-  destination.mountPointPath.Assign(mountPointPath);
-  destination.isSystemVolume = isSystemVolume;
-  destination.isWritable = isWritable;
-  destination.isCaseSensitive = isCaseSensitive;
-  destination.isCasePreserving = isCasePreserving;
-  destination.volumeUuid = volumeUuid;
-  destination.isLocalMount = isLocalMount;
-  destination.defconLevel = defconLevel;
-  destination.lastSeenInDays = lastSeenInDays;
-  destination.lastFileListedInDays = lastFileListedInDays;
-  destination.lastFilePushedInDays = lastFilePushedInDays;
-  std::ranges::copy(reserved32, destination.reserved32);
-  std::ranges::copy(reserved64, destination.reserved64);
+  destination = *this;
 }
 
 void TqVolumeInfo::ToJson(TqString& json) const {

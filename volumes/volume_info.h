@@ -13,7 +13,6 @@ class TqVolumeInfo {
  public:
   TqVolumeInfo() = default;
   TqVolumeInfo(const TqVolumeInfo&) = delete;
-  TqVolumeInfo& operator=(const TqVolumeInfo&) = delete;
   virtual ~TqVolumeInfo() = default;
 
   std::uint64_t numBytesFreeOnVolume = 0;  ///< available to an ordinary user
@@ -50,6 +49,9 @@ class TqVolumeInfo {
   void SetAssociatedHguid(std::string_view text);  ///< kept only at exactly 24 characters, else emptied
   /// Upper-case 8-4-4-4-12; empty for an all-zero UUID.
   TqString UuidText() const;
+
+ private:
+  TqVolumeInfo& operator=(const TqVolumeInfo&) = default;  // copies are asked for by name
 };
 
 /// Owning array of volume records; every slot below the capacity holds a constructed record that adding hands out
