@@ -88,14 +88,6 @@ SizeUnit UnitForMode(int unitMode, std::int64_t bytes) {
   }
 }
 
-/// Decimal digits with "," between groups of three.
-TqString Grouped(std::int64_t number) {
-  TqString text = Joined(number);
-  const std::int32_t firstDigit = number < 0 ? 1 : 0;
-  for (std::int32_t at = text.Length() - 3; at > firstDigit; at -= 3) text.Insert(at, ",");
-  return text;
-}
-
 bool Query64BitHardware() {
   bool is64Bit = false;
   if (platform::TheMachine().Query64BitHardware(is64Bit)) return is64Bit;
@@ -180,7 +172,7 @@ std::int64_t Megabytes(std::int64_t bytes) {
 
 TqString HumanReadableSize(std::int64_t bytes, int unitMode) {
   const SizeUnit unit = UnitForMode(unitMode, bytes);
-  return Joined(Grouped(bytes / unit.bytes), " ", unit.name);
+  return Joined(platform::TheMachine().GroupedNumber(bytes / unit.bytes), " ", unit.name);
 }
 
 TqString HostName() {

@@ -55,6 +55,13 @@ std::string ArchitectureWord(std::string_view machine) {
   return isIntel32 ? "x86_32" : std::string(machine);
 }
 
+std::string GroupedInThrees(std::int64_t number) {
+  std::string text = std::to_string(number);
+  const std::size_t firstDigit = number < 0 ? 1 : 0;
+  for (std::size_t at = text.size(); at > firstDigit + 3;) text.insert(at -= 3, 1, ',');
+  return text;
+}
+
 const InterfaceFacts* ChooseInterface(const std::vector<InterfaceFacts>& interfaces) {
   const InterfaceFacts* chosen = Lowest(interfaces, [](const InterfaceFacts& one) { return one.name == "en0"; });
   if (chosen == nullptr) chosen = Lowest(interfaces, [](const InterfaceFacts& one) { return one.hasDevice; });

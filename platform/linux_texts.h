@@ -24,6 +24,9 @@ std::optional<std::uint64_t> ParseKernelNumber(std::string_view text);
 /// is.
 std::string ArchitectureWord(std::string_view machine);
 
+/// Decimal digits with "," between groups of three.
+std::string GroupedInThrees(std::int64_t number);
+
 /// One network interface.
 struct InterfaceFacts {
   std::string name;

@@ -58,6 +58,8 @@ class Machine {
   /// The local zone's abbreviation at `gmtSeconds` since 1970.
   virtual std::string TimeZoneName(std::int64_t gmtSeconds) = 0;
   virtual LocaleTexts DescribeLocale() = 0;
+  /// A whole number as the current locale writes it, with its grouping separators.
+  virtual std::string GroupedNumber(std::int64_t number) = 0;
 
   virtual int ProcessId() = 0;
   virtual unsigned EffectiveUserId() = 0;

@@ -61,7 +61,12 @@ void TqListOutput::NoteMount(std::string_view volumePath) {
   if (FindMount(volumePath) != nullptr) return;
   NotedMount mount;
   mount.volumePath = volumePath;
-  mount.isKnown = platform::TheFiles().QueryMountIdentity(mount.volumePath.c_str(), mount.identity) == 0;
+  const int error = platform::TheFiles().QueryMountIdentity(mount.volumePath.c_str(), mount.identity);
+  mount.isKnown = error == 0;
+  if (!mount.isKnown) {
+    Log("ERROR: could not note which volume is mounted, so its list will not be replaced: ", volumePath, ", errno ",
+        error);
+  }
   mounts_.push_back(std::move(mount));
 }
 

@@ -6,7 +6,8 @@
     scripts/check_macho.py --self-test                     plants each kind of fault; each must be found
 
 IMPORTS names each library by its install name and below it, indented, the symbols taken from it; a symbol that only one
-CPU has is followed by that CPU. A symbol more may be missing on a supported system, so that the program does not start
+CPU has is followed by that CPU. (x86_64 has calls of two forms: only the one marked $INODE64 fills the structures that
+the headers declare.) A symbol more may be missing on a supported system, so that the program does not start
 there; a symbol less is a call that is not made any more. Both are to be seen in a change.
 """
 
@@ -18,10 +19,15 @@ import tempfile
 CPUS = {0x0100000C: "arm64", 0x01000007: "x86_64"}
 FAT_MAGIC, MACHO_MAGIC = 0xCAFEBABE, 0xFEEDFACF
 EXECUTABLE, POSITION_INDEPENDENT = 2, 0x200000
-SYMTAB, DYLIB, WEAK_DYLIB, REEXPORTED_DYLIB = 0x2, 0xC, 0x80000018, 0x8000001F
-CODE_SIGNATURE, OLD_VERSION, BUILD_VERSION = 0x1D, 0x24, 0x32
+DYLIB = 0xC
+LIBRARIES = (DYLIB, 0x20, 0x80000018, 0x8000001F, 0x80000023)  # needed, lazy, weak, reexported, upward: numbered as one
+SYMTAB, CODE_SIGNATURE, OLD_VERSION, BUILD_VERSION = 0x2, 0x1D, 0x24, 0x32
 MACOS = 1
 WANTED_VERSION = (11, 0)
+
+
+def version_of(word):
+    return word >> 16, word >> 8 & 255
 
 
 class Slice:
@@ -33,7 +39,7 @@ class Slice:
         if magic != MACHO_MAGIC:
             raise ValueError("no 64-bit Mach-O file")
         self.cpu = CPUS.get(cpu, hex(cpu))
-        self.libraries, self.platform, self.version, self.is_signed = [], None, None, False
+        self.libraries, self.platform, self.version, self.sdk, self.is_signed = [], None, None, None, False
         symbols, offset = None, 32
         for _ in range(commands):
             command, size = struct.unpack_from("<2I", data, offset)
@@ -45,15 +51,15 @@ class Slice:
 
     def _read_command(self, command, offset, size):
         """Keeps what a load command tells; the symbol table's place is the result."""
-        if command in (DYLIB, WEAK_DYLIB, REEXPORTED_DYLIB):
+        if command in LIBRARIES:
             name, = struct.unpack_from("<I", self.data, offset + 8)
             self.libraries.append(self._text(offset + name, offset + size))
         elif command == BUILD_VERSION:
-            self.platform, version = struct.unpack_from("<2I", self.data, offset + 8)
-            self.version = (version >> 16, version >> 8 & 255)
+            self.platform, version, sdk = struct.unpack_from("<3I", self.data, offset + 8)
+            self.version, self.sdk = version_of(version), version_of(sdk)
         elif command == OLD_VERSION:
-            version, = struct.unpack_from("<I", self.data, offset + 8)
-            self.platform, self.version = MACOS, (version >> 16, version >> 8 & 255)
+            version, sdk = struct.unpack_from("<2I", self.data, offset + 8)
+            self.platform, self.version, self.sdk = MACOS, version_of(version), version_of(sdk)
         elif command == CODE_SIGNATURE:
             self.is_signed = True
         return struct.unpack_from("<4I", self.data, offset + 8) if command == SYMTAB else None
@@ -67,8 +73,7 @@ class Slice:
             name, kind, _, description, value = struct.unpack_from("<IBBHQ", self.data, table + 16 * i)
             if kind & 0x0F != 1 or value != 0:  # external and undefined
                 continue
-            # One CPU marks calls whose structures once had narrower inode numbers; the call is the same.
-            symbol = self._text(texts + name, texts + texts_size).removesuffix("$INODE64")
+            symbol = self._text(texts + name, texts + texts_size)
             library = description >> 8
             named = self.libraries[library - 1] if 1 <= library <= len(self.libraries) else f"library number {library}"
             imports.add((named, symbol))
@@ -121,6 +126,8 @@ def check_slice(one, wanted):
         faults.append(f"is no position-independent executable (type {one.file_type})")
     if one.platform != MACOS or one.version != WANTED_VERSION:
         faults.append(f"is for platform {one.platform}, version {one.version}, not macOS {WANTED_VERSION}")
+    if one.sdk is None or one.sdk < WANTED_VERSION:  # the system shows such programs an older version of itself
+        faults.append(f"is built with the SDK {one.sdk}, not {WANTED_VERSION} or later")
     if one.cpu == "arm64" and not one.is_signed:
         faults.append("is not signed, which this CPU's systems refuse to run")
     needed = {(library, None) for library in one.libraries} | one.imports
@@ -146,15 +153,16 @@ def check_program(path, imports, cpus):
 
 # ---- self-test ----
 
-def synthetic_program(cpu=0x0100000C, file_type=EXECUTABLE, flags=POSITION_INDEPENDENT, version=0x000B0000, signed=True,
+def synthetic_program(cpu=0x0100000C, file_type=EXECUTABLE, flags=POSITION_INDEPENDENT, platform=MACOS,
+                      version=0x000B0000, sdk=0x000B0000, signed=True,
                       libraries=("/usr/lib/libA.dylib", "/usr/lib/libB.dylib"),
-                      symbols=((1, "_open"), (1, "_stat$INODE64"), (2, "_Other"))):
+                      symbols=((1, "_open"), (1, "_stat"), (2, "_Other"))):
     """The smallest file that has what is checked."""
     commands = []
     for library in libraries:
         name = library.encode() + b"\0" * (8 - len(library) % 8)
         commands.append(struct.pack("<6I", DYLIB, 24 + len(name), 24, 0, 0, 0) + name)
-    commands.append(struct.pack("<6I", BUILD_VERSION, 24, MACOS, version, version, 0))
+    commands.append(struct.pack("<6I", BUILD_VERSION, 24, platform, version, sdk, 0))
     if signed:
         commands.append(struct.pack("<4I", CODE_SIGNATURE, 16, 0, 0))
     texts, table = b"\0", b""
@@ -178,9 +186,10 @@ def fat(*programs):
 
 
 def self_test():
-    good = "/usr/lib/libA.dylib\n  _open\n  _stat\n  _only arm64\n/usr/lib/libB.dylib\n  _Other  # why\n"
-    symbols = ((1, "_open"), (1, "_stat$INODE64"), (2, "_Other"), (1, "_only"))
-    arm, intel = synthetic_program(symbols=symbols), synthetic_program(cpu=0x01000007, signed=False)
+    good = "/usr/lib/libA.dylib\n  _open\n  _stat arm64\n  _stat$INODE64 x86_64\n/usr/lib/libB.dylib\n  _Other  # why\n"
+    symbols = ((1, "_open"), (1, "_stat"), (2, "_Other"))
+    intel_symbols = ((1, "_open"), (1, "_stat$INODE64"), (2, "_Other"))
+    arm, intel = synthetic_program(), synthetic_program(cpu=0x01000007, signed=False, symbols=intel_symbols)
     cases = [  # the file, the list, the CPUs, a piece of the fault expected (None: no fault)
         (arm, good, ["arm64"], None),
         (fat(arm, intel), good, ["x86_64", "arm64"], None),
@@ -189,14 +198,18 @@ def self_test():
         (synthetic_program(symbols=symbols + ((2, "_Added"),)), good, ["arm64"], "imports _Added from /usr/lib/libB"),
         (synthetic_program(symbols=((2, "_open"),) + symbols[1:]), good, ["arm64"], "imports _open from /usr/lib/libB"),
         (synthetic_program(symbols=symbols + ((9, "_Flat"),)), good, ["arm64"], "imports _Flat from library number 9"),
-        (synthetic_program(), good, ["arm64"], "does not import _only"),
-        (arm, good.replace("  _stat\n", ""), ["arm64"], "imports _stat"),
+        (synthetic_program(symbols=symbols[:2]), good, ["arm64"], "does not import _Other"),
+        (synthetic_program(cpu=0x01000007, signed=False), good, ["x86_64"], "does not import _stat$INODE64"),
+        (arm, good.replace("  _stat arm64\n", ""), ["arm64"], "imports _stat"),
         (arm, good + "  _Gone\n", ["arm64"], "does not import _Gone"),
-        (synthetic_program(symbols=symbols, libraries=("/usr/lib/libA.dylib", "/usr/lib/libB.dylib", "/usr/lib/libC.dylib")),
+        (synthetic_program(libraries=("/usr/lib/libA.dylib", "/usr/lib/libB.dylib", "/usr/lib/libC.dylib")),
          good, ["arm64"], "imports something from /usr/lib/libC.dylib"),
-        (synthetic_program(symbols=symbols, version=0x000C0000), good, ["arm64"], "version (12, 0)"),
-        (synthetic_program(symbols=symbols, file_type=6), good, ["arm64"], "no position-independent executable"),
-        (synthetic_program(symbols=symbols, signed=False), good, ["arm64"], "is not signed"),
+        (synthetic_program(version=0x000C0000), good, ["arm64"], "version (12, 0)"),
+        (synthetic_program(platform=2), good, ["arm64"], "is for platform 2"),
+        (synthetic_program(sdk=0x000A0F00), good, ["arm64"], "SDK (10, 15)"),
+        (synthetic_program(file_type=6), good, ["arm64"], "no position-independent executable"),
+        (synthetic_program(flags=0), good, ["arm64"], "no position-independent executable"),
+        (synthetic_program(signed=False), good, ["arm64"], "is not signed"),
         (b"\x7fELF" + bytes(60), good, ["arm64"], "no 64-bit Mach-O file"),
         (arm[:200], good, ["arm64"], "unpack_from"),
     ]

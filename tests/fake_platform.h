@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux_texts.h"
 #include "platform/platform.h"
 
 /// Thrown by the fake's Exit in place of ending the process.
@@ -168,6 +169,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::int64_t LocalOffsetSeconds(std::int64_t) override { return localOffsetSeconds; }
   std::string TimeZoneName(std::int64_t) override { return "UTC"; }
   platform::LocaleTexts DescribeLocale() override { return locale; }
+  std::string GroupedNumber(std::int64_t number) override { return platform::GroupedInThrees(number); }
   int ProcessId() override { return pid; }
   unsigned EffectiveUserId() override { return euid; }
   void RestrictSideEffects() override { ++sideEffectRestrictions; }

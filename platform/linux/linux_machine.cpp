@@ -49,6 +49,11 @@ LocaleTexts LinuxMachine::DescribeLocale() {
   return {"en_US", "en_US", "May 27, 2021 at 12:34 PM", "12:34 PM", "May 27, 2021"};
 }
 
+/// In that locale, too.
+std::string LinuxMachine::GroupedNumber(std::int64_t number) {
+  return GroupedInThrees(number);
+}
+
 MemoryFigures LinuxMachine::ProcessMemory() {
   std::string text;
   ReadKernelText("/proc/self/statm", text);

@@ -7,6 +7,7 @@ namespace platform {
 class LinuxMachine final : public PosixMachine {
  public:
   LocaleTexts DescribeLocale() override;
+  std::string GroupedNumber(std::int64_t number) override;
   /// Nothing to do: each query and listing already says that it wants no automount.
   void RestrictSideEffects() override {}
   MemoryFigures ProcessMemory() override;

@@ -22,7 +22,7 @@ class MacFiles final : public PosixFiles {
 
  private:
   // O_EVTONLY: the descriptor does not keep the volume from being unmounted (open(2)).
-  MountWatches mounts_{O_EVTONLY};
+  MountWatches mounts_{O_EVTONLY | O_DIRECTORY};
 };
 
 }  // namespace platform

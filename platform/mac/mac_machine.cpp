@@ -47,6 +47,10 @@ LocaleTexts MacMachine::DescribeLocale() {
   return CurrentLocaleTexts();
 }
 
+std::string MacMachine::GroupedNumber(std::int64_t number) {
+  return DecimalText(number);
+}
+
 void MacMachine::RestrictSideEffects() {
   // The policies are inherited from whoever started the process, so they are set whatever the system's default is. A
   // kernel that does not know one has no such effect to restrict: failures mean nothing.

@@ -7,6 +7,7 @@ namespace platform {
 class MacMachine final : public PosixMachine {
  public:
   LocaleTexts DescribeLocale() override;
+  std::string GroupedNumber(std::int64_t number) override;
   void RestrictSideEffects() override;
   MemoryFigures ProcessMemory() override;
   std::uint64_t HardwareMemoryBytes() override;

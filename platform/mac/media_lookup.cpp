@@ -12,12 +12,15 @@
 #include "platform/mac/cf_holder.h"
 #include "platform/mac/io_holder.h"
 #include "platform/mac_volume_rules.h"
+#include "platform/platform.h"
 
 namespace platform {
 namespace {
 
-// A registry that changes while it is walked ends the walk early; that many times it is begun again.
+// A registry that changes while it is walked ends the walk early: it is begun again so many times, when the change may
+// be over.
 constexpr int kWalkTries = 5;
+constexpr std::int64_t kWalkPauseMicros = 50'000;
 
 IoHolder FindByDeviceName(const std::string& name) {
   // The dictionary is not ours any more after the call, which takes its reference; null is allowed. MACH_PORT_NULL
@@ -88,6 +91,7 @@ MediaWalk WalkMediaOf(const std::string& deviceName) {
     const bool isComplete = AppendAncestors(medium.Get(), objects);
     if (isComplete || objects.size() > walk.objects.size()) walk.objects = std::move(objects);
     if (isComplete) break;
+    TheMachine().SleepMicros(kWalkPauseMicros);
   }
   return walk;
 }

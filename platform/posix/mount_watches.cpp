@@ -31,7 +31,9 @@ MountWatches::Watch& MountWatches::WatchOf(const char* path) {
 
 int MountWatches::Renew(Watch& watch) {
   if (watch.descriptor >= 0) close(watch.descriptor);
-  watch.descriptor = open(watch.path.c_str(), openFlags_ | O_CLOEXEC);
+  do {
+    watch.descriptor = open(watch.path.c_str(), openFlags_ | O_CLOEXEC);
+  } while (watch.descriptor < 0 && errno == EINTR);
   watch.number = ++lastNumber_;
   return watch.descriptor >= 0 ? 0 : errno;
 }

@@ -19,6 +19,17 @@ const char* ChosenOf(const std::vector<InterfaceFacts>& interfaces) {
   return chosen == nullptr ? "none" : chosen->name.c_str();
 }
 
+TEST(LinuxTextsTest, GroupsDigits) {
+  for (const auto& [number, text] : {std::pair<std::int64_t, const char*>{0, "0"},
+                                     {999, "999"},
+                                     {-999, "-999"},
+                                     {1'000, "1,000"},
+                                     {-123'456, "-123,456"},
+                                     {INT64_MIN, "-9,223,372,036,854,775,808"}}) {
+    EXPECT_EQ(GroupedInThrees(number), text);
+  }
+}
+
 TEST(LinuxTextsTest, ReadsPagesAndNumbers) {
   const MemoryFigures figures = ParseStatm("2000 100 90 1 0 50 0\n", 4096);
   EXPECT_EQ(figures.virtualBytes, 8'192'000U);
