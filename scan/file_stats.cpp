@@ -114,10 +114,11 @@ std::string_view ShortOsDetail() {
 
 TqString InfoElement(const TqCategoryTotals& totals) {
   const TqString hguid = MyHostGuid();
+  const TqString shownHguid = TqFile::XmlEscaped(hguid);
   TqString info =
       Joined("<info datetime=\"", TqFile::XmlEscaped(TqSystem::NowAsGmtText()), "\" aonlinename=\"",
              TqFile::XmlEscaped(AccountName()), "\" plat=\"mac\" osdetail=\"", TqFile::XmlEscaped(ShortOsDetail()),
-             "\" hguid=\"", hguid, "\" ahguid=\"", hguid, "\" ahguidcreated=\"", HostGuidCreationDate(hguid), "\"");
+             "\" hguid=\"", shownHguid, "\" ahguid=\"", shownHguid, "\" ahguidcreated=\"", HostGuidCreationDate(hguid), "\"");
   for (std::size_t i = 0; i < kCategories.size(); ++i) {
     AppendAll(info, " ", kCategories[i].countAttribute, "=\"", totals.num[i], "\" ", kCategories[i].bytesAttribute,
               "=\"", totals.totbytes[i], "\"");

@@ -22,6 +22,15 @@
 #include "volumes/selected_volumes.h"
 #include "volumes/volume_registry.h"
 
+// Of no unnamed namespace: the log line carries the function's name, and compilers spell such a namespace out in it.
+static void ExitIfVersionReachedEndOfLife(TqRunState& run) {
+  if (!TqClientVersionManager::IsEndOfLife()) return;
+  const auto here = std::source_location::current();
+  TqLog::LogWithLocation(TqLog::kSeverityPlain, here.file_name(), here.line(), here.function_name(),
+                         "TQFILELIST - client version has reached End-Of-Life, exiting");
+  ExitScanRun(run, 1);
+}
+
 namespace {
 
 constexpr std::int64_t kLockStalenessSeconds = 10'800;
@@ -48,14 +57,6 @@ void ExitIfSelfDestructIsSet(TqRunState& run) {
   if (!TqFile::Exists(flag) || !TqFile::ReadFileIntoString(flag, content)) return;
   if (!content.StartsWith("nuke_and_pave")) return;
   Log("TQFILELIST - Self Destruct Flag Set so not running");
-  ExitScanRun(run, 1);
-}
-
-void ExitIfVersionReachedEndOfLife(TqRunState& run) {
-  if (!TqClientVersionManager::IsEndOfLife()) return;
-  const auto here = std::source_location::current();
-  TqLog::LogWithLocation(TqLog::kSeverityPlain, here.file_name(), here.line(), here.function_name(),
-                         "TQFILELIST - client version has reached End-Of-Life, exiting");
   ExitScanRun(run, 1);
 }
 
@@ -216,8 +217,12 @@ void ResumeLeftoverPlan(TqScan& scan) {
     Log("ERROR: problem reading out topdirs.xml.future");
     BuildPlan(scan);
     WriteTopDirsXmlFile(scan.topDirsFuturePath, scan.plan);
+  }
+  // Also of a plan all of whose directories were walked: whatever is walked from the start must not be listed and
+  // counted twice.
+  if (scan.plan.next_to_index == 0) {
+    DeleteFutureLists();
     TqFile::DeleteFile(scan.fileStatsFuturePath);
-    TqFile::DeleteFile(scan.walk.largeFileListPath);
   }
   if (TqFile::Exists(scan.fileStatsFuturePath)) ReadFileStats(scan.fileStatsFuturePath, scan.totals);
 }

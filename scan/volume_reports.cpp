@@ -103,7 +103,7 @@ int AssignVolumeGuid(TqCommandCall& call, std::string_view typed, std::string_vi
   }
   TqVolumeInfo volume;
   if (!ReadVolume(mountPoint, volume)) return Answer(call, "FALSE: Could not find attached volume: ", mountPoint);
-  if (HasVguid(volume) && EqualsIgnoreCase(volume.associatedHguid, MyHostGuid())) {
+  if (TqFile::HasIdentityOfThisHost(volume)) {
     return Answer(call, "TRUE: Already had existing vGuid: ", volume.vguid);
   }
   if (!TqUiUtil::TqVolumesXml_AssignNewTqVolumeGuidToVolume(mountPoint)) {

@@ -13,6 +13,7 @@
 #include "base/xml_snippets.h"
 #include "selection/settings.h"
 #include "volumes/default_settings.h"
+#include "volumes/volume_identity.h"
 #include "volumes/volume_info.h"
 #include "volumes/volume_query.h"
 #include "volumes/volume_registry.h"
@@ -57,9 +58,13 @@ bool Fail(const Pieces&... pieces) {
   return false;
 }
 
-/// More than separators, and from the root on.
-bool IsUsableDataDir(const TqString& dataDir) {
-  return dataDir.StartsWith("/") && dataDir.View().find_first_not_of('/') != std::string_view::npos;
+bool IsAbsolute(std::string_view path) {
+  return path.starts_with('/');
+}
+
+/// More than separators.
+bool IsUsableDataDir(std::string_view path) {
+  return IsAbsolute(path) && path.find_first_not_of('/') != std::string_view::npos;
 }
 
 bool ParseOptions(int argc, char** argv, SetupOptions& options) {
@@ -73,7 +78,10 @@ bool ParseOptions(int argc, char** argv, SetupOptions& options) {
     } else if (i + 1 == argc) {
       return Fail("option needs a value: ", word);
     } else if (word == "--select") {
-      options.mountPoints.Add(TqFile::WithTrailingSlash(argv[++i]));
+      const std::string_view mountPoint = argv[++i];
+      // An empty text must never become "/".
+      if (!IsAbsolute(mountPoint)) return Fail("no absolute path: ", mountPoint);
+      options.mountPoints.Add(TqFile::WithTrailingSlash(mountPoint));
     } else {
       options.dataDir = argv[++i];
       if (!IsUsableDataDir(options.dataDir)) return Fail("no usable absolute path: ", options.dataDir);
@@ -93,34 +101,54 @@ TqString NewHostGuid() {
 
 // --- what could refuse, before anything is written ---
 
-/// Every volume that was asked for must be attached and of the ordinary kind; without any asked for there must be one.
+/// Whether the volume can be given an identity or has one. The boot volume's lies in the data folder.
+bool CanBeIdentified(const TqVolumeInfo& volume) {
+  return volume.isWritable || volume.isSystemVolume || TqFile::HasIdentityOfThisHost(volume);
+}
+
+/// Every volume that was asked for must be attached, of the ordinary kind and with an identity or open to one; without
+/// any asked for there must be one such volume.
 bool CheckVolumes(const TqStringVector& asked) {
   TqVolumeInfoList attached;
   if (!TqUiUtil::QueryAllAttachedVolumesForVolumeInfo(&attached)) return Fail("could not query the attached volumes");
-  TqStringVector ordinary;
+  TqStringVector usable;
+  TqStringVector readOnly;
   TqStringVector others;
   for (const TqVolumeInfo* volume : attached) {
-    (volume->IsType("gm") ? ordinary : others).Add(volume->mountPointPath);
+    TqStringVector& kind = !volume->IsType("gm") ? others : CanBeIdentified(*volume) ? usable : readOnly;
+    kind.Add(volume->mountPointPath);
   }
   for (const TqString* mountPoint : asked) {
     if (others.Find(*mountPoint) >= 0) return Fail("empty, or no volume for backup: ", *mountPoint);
-    if (ordinary.Find(*mountPoint) < 0) return Fail("no volume is mounted at: ", *mountPoint);
+    if (readOnly.Find(*mountPoint) >= 0) return Fail("read-only, so it cannot be given an identity: ", *mountPoint);
+    if (usable.Find(*mountPoint) < 0) return Fail("no volume is mounted at: ", *mountPoint);
   }
-  return ordinary.Count() > 0 || Fail("no volume to back up is attached");
+  return usable.Count() > 0 || Fail("no volume to back up is attached");
+}
+
+/// Where the client's state is to lie; ends in "/".
+TqString WantedDataFolder(const SetupOptions& options) {
+  return options.dataDir.IsEmpty() ? TqInstall::DataFolder() : TqFile::WithTrailingSlash(options.dataDir);
 }
 
 bool CheckDataFolder(const SetupOptions& options) {
-  const bool hasRecord = TqFile::Exists(InstallRecordPath());
-  const TqString wanted = TqFile::WithTrailingSlash(options.dataDir);
-  if (hasRecord && !options.dataDir.IsEmpty() && wanted != TqInstall::DataFolder()) {
+  const TqString folder = WantedDataFolder(options);
+  if (TqFile::Exists(InstallRecordPath()) && folder != TqInstall::DataFolder()) {
     return Fail("the install record names another data folder, nothing changed: ", TqInstall::DataFolder());
   }
-  const TqString folder = options.dataDir.IsEmpty() ? TqInstall::DataFolder() : wanted;
   const TqString settings = Joined(folder, "tqinfo.xml");
   return !TqFile::Exists(settings) || Fail("settings exist already, nothing changed: ", settings);
 }
 
 // --- the steps ---
+
+/// Before the install record, which must not name a folder that cannot be.
+bool CreateDataFolder(const SetupOptions& options) {
+  const TqString folder = WantedDataFolder(options);
+  if (!TqInstall::MakeFolders(folder)) return Fail("could not create the data folder (are you allowed to?): ", folder);
+  Print("data folder: ", folder);
+  return true;
+}
 
 /// Writes the install record when it is missing.
 bool EnsureInstallRecord(const SetupOptions& options) {
@@ -141,14 +169,9 @@ bool EnsureInstallRecord(const SetupOptions& options) {
   return true;
 }
 
-bool CreateDataFolder() {
-  if (!TqInstall::CreateDataFolder()) return Fail("could not create the data folder: ", TqInstall::DataFolder());
-  Print("data folder: ", TqInstall::DataFolder());
-  TqLog::OpenLog(Joined(TqInstall::LogsFolder(), "tqfilelist"), TqInstall::DataFolder());
-  return true;
-}
 
 bool CreateSettings(const TqStringVector& mountPoints) {
+  TqLog::OpenLog(Joined(TqInstall::LogsFolder(), "tqfilelist"), TqInstall::DataFolder());
   const TqString path = TqInfoManager::TqInfoPath();
   if (!TqInfoManager::CreateDefault_tqinfo_xml(path, mountPoints)) {
     return Fail("could not create the settings (see the log in ", TqInstall::LogsFolder(), "): ", path);
@@ -174,8 +197,8 @@ bool ReportSelection(const TqStringVector& asked) {
 }
 
 bool SetUp(const SetupOptions& options) {
-  return CheckDataFolder(options) && CheckVolumes(options.mountPoints) && EnsureInstallRecord(options) &&
-         CreateDataFolder() && CreateSettings(options.mountPoints) && ReportSelection(options.mountPoints);
+  return CheckDataFolder(options) && CheckVolumes(options.mountPoints) && CreateDataFolder(options) &&
+         EnsureInstallRecord(options) && CreateSettings(options.mountPoints) && ReportSelection(options.mountPoints);
 }
 
 }  // namespace

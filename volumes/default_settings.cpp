@@ -10,6 +10,7 @@
 #include "base/system_info.h"
 #include "platform/platform.h"
 #include "selection/settings_edit.h"
+#include "volumes/volume_identity.h"
 #include "volumes/volume_query.h"
 #include "volumes/volume_registry.h"
 
@@ -28,8 +29,7 @@ bool ReadVolume(const TqString& mountPoint, TqVolumeInfo& volume) {
 
 /// Makes sure that the volume carries a vguid of this host: one that it has is kept.
 bool GiveVguid(TqVolumeInfo& volume) {
-  const bool isOurs = volume.vguid[0] != '\0' && EqualsIgnoreCase(volume.associatedHguid, MyHostGuid());
-  if (isOurs) return true;
+  if (TqFile::HasIdentityOfThisHost(volume)) return true;
   const TqString mountPoint = volume.mountPointPath;
   return TqUiUtil::TqVolumesXml_AssignNewTqVolumeGuidToVolume(mountPoint) && ReadVolume(mountPoint, volume) &&
          volume.vguid[0] != '\0';

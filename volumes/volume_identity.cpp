@@ -368,6 +368,10 @@ void CloneTqVolFolderOfSystemVolumeIntoDataDir_IfNeeded() {
   }
 }
 
+bool HasIdentityOfThisHost(const TqVolumeInfo& volume) {
+  return volume.vguid[0] != '\0' && EqualsIgnoreCase(volume.associatedHguid, MyHostGuid());
+}
+
 void ReadVolumeIdentity(TqVolumeInfo& volume) {
   const TqString file = FindIdentityFile(volume.mountPointPath);
   TqString contents;

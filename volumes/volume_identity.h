@@ -33,6 +33,9 @@ bool GetSimulatedRootVolumeContents_tqvol_id_xml(TqString& contents);
 /// data folder.
 void CloneTqVolFolderOfSystemVolumeIntoDataDir_IfNeeded();
 
+/// Whether `volume`, as it was queried, has a vguid that this host assigned.
+bool HasIdentityOfThisHost(const TqVolumeInfo& volume);
+
 /// Fills vguid and associatedHguid of `volume` (its mountPointPath is set) from its identity file, repairing the system
 /// volume's host GUID when it is another than this host's. A missing file leaves the record as it is, a bad one fills
 /// what is valid in it and its faults are logged.

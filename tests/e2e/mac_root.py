@@ -147,6 +147,9 @@ class MacRoot:
         self.mkdir(target)
         self._mount("--rbind", source, self.path(target))
 
+    def make_read_only(self, volume):
+        self._mount("-o", "remount,ro", self.path(volume.mount))
+
     def unmount(self, mount):
         subprocess.run(["umount", "--lazy", self.path(mount.rstrip("/"))], check=True)
 

@@ -16,6 +16,7 @@ class FreshMachine(ScanCase):
         for name in ("Photos", "Other Disk"):
             root.mount_volume(name, identity=False)
         root.mount_volume("Nothing", visible=False, identity=False)
+        root.make_read_only(root.mount_volume("Locked", identity=False))
         return root
 
     def selected(self, root):
@@ -48,10 +49,13 @@ class FreshMachine(ScanCase):
                 (2, "unknown option: --selct", "--selct", "/"), (2, "unknown option: /", "/"),
                 (2, "option needs a value: --select", "--select"),
                 (2, "no usable absolute path: here", "--data-dir", "here"),
-                (2, "no usable absolute path: //", "--data-dir", "//"),
+                (2, "no usable absolute path: //", "--data-dir", "//"), (2, "no absolute path: ", "--select", ""),
                 (1, "no volume is mounted at: /Volumes/Nowhere/", "--select", "/", "--select", "/Volumes/Nowhere"),
                 (1, "no volume is mounted at: /Users/", "--select", "/", "--select", "/Users/"),
-                (1, "empty, or no volume for backup: /Volumes/Nothing/", "--select", "/Volumes/Nothing")):
+                (1, "empty, or no volume for backup: /Volumes/Nothing/", "--select", "/Volumes/Nothing"),
+                (1, "read-only, so it cannot be given an identity: /Volumes/Locked/", "--select", "/Volumes/Locked"),
+                (1, f"could not create the data folder (are you allowed to?): {INSTALL}tqsetup/data/",
+                 "--data-dir", INSTALL + "tqsetup/data")):
             result = root.run(*words, program="tqsetup")
             self.assertEqual((result.status, result.out, result.err),
                              (status, "", f"tqsetup: {reason}\n" + ("\n" + usage.out if status == 2 else "")))
