@@ -115,10 +115,10 @@ std::string_view ShortOsDetail() {
 TqString InfoElement(const TqCategoryTotals& totals) {
   const TqString hguid = MyHostGuid();
   const TqString shownHguid = TqFile::XmlEscaped(hguid);
-  TqString info =
-      Joined("<info datetime=\"", TqFile::XmlEscaped(TqSystem::NowAsGmtText()), "\" aonlinename=\"",
-             TqFile::XmlEscaped(AccountName()), "\" plat=\"mac\" osdetail=\"", TqFile::XmlEscaped(ShortOsDetail()),
-             "\" hguid=\"", shownHguid, "\" ahguid=\"", shownHguid, "\" ahguidcreated=\"", HostGuidCreationDate(hguid), "\"");
+  TqString info = Joined("<info datetime=\"", TqFile::XmlEscaped(TqSystem::NowAsGmtText()), "\" aonlinename=\"",
+                         TqFile::XmlEscaped(AccountName()), "\" plat=\"mac\" osdetail=\"",
+                         TqFile::XmlEscaped(ShortOsDetail()), "\" hguid=\"", shownHguid, "\" ahguid=\"", shownHguid,
+                         "\" ahguidcreated=\"", HostGuidCreationDate(hguid), "\"");
   for (std::size_t i = 0; i < kCategories.size(); ++i) {
     AppendAll(info, " ", kCategories[i].countAttribute, "=\"", totals.num[i], "\" ", kCategories[i].bytesAttribute,
               "=\"", totals.totbytes[i], "\"");

@@ -169,7 +169,6 @@ bool EnsureInstallRecord(const SetupOptions& options) {
   return true;
 }
 
-
 bool CreateSettings(const TqStringVector& mountPoints) {
   TqLog::OpenLog(Joined(TqInstall::LogsFolder(), "tqfilelist"), TqInstall::DataFolder());
   const TqString path = TqInfoManager::TqInfoPath();
