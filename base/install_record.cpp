@@ -1,5 +1,6 @@
 #include "base/install_record.h"
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -138,6 +139,12 @@ void Forget() {
 }
 
 }  // namespace TqInstall
+
+bool IsVguid(std::string_view text) {
+  return text.size() == kVguidLength && std::ranges::all_of(text, [](char c) {
+           return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+         });
+}
 
 void TqFile_Internal_Only_GetMyHostGuid(TqString* hguid) {
   std::unique_ptr<TqString>& cached = TheCache().hostGuid;

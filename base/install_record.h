@@ -37,6 +37,11 @@ void Forget();
 
 }  // namespace TqInstall
 
+/// Length of a volume's GUID ("vguid").
+inline constexpr std::int32_t kVguidLength = 28;
+/// Whether `text` is a vguid by its length and its characters, ASCII letters and digits: it becomes part of file names.
+bool IsVguid(std::string_view text);
+
 /// Copies the cached host GUID, 24 lower-case characters, into `hguid`; read from tqinstall.xml on first use, with a
 /// logged fallback to kUnknownHostGuid. Null drops the cache, so that the next call reads the file again.
 void TqFile_Internal_Only_GetMyHostGuid(TqString* hguid);

@@ -14,7 +14,6 @@ namespace TqInfoManager {
 namespace {
 
 constexpr std::string_view kReader = "ReadControlPanelSettingsFromTqInfoXmlFile";
-constexpr std::int32_t kVguidLength = 28;
 constexpr std::string_view kNoScratchVguid = "v000000000000000000000000000";
 constexpr std::int32_t kUnlimitedFileSizeMb = 1'000'000'000;
 constexpr std::int32_t kAutomaticThreads = 8;
@@ -104,7 +103,7 @@ void ReadBlockedNetworks(const TqString& text) {
 /// What is wrong with one `tqvolume` element; empty when nothing is, `volume` then holds it.
 std::string_view VolumeFault(const TqString& snippet, TqSelectedVolume& volume) {
   if (!Attribute(snippet, "tqVolumeGuid", volume.vguid)) return "no vGuid: ";
-  if (volume.vguid.Length() != kVguidLength) return "bad vGuid: ";
+  if (!IsVguid(volume.vguid)) return "bad vGuid: ";
   if (!Attribute(snippet, "mountPointPath", volume.mountPoint)) return "no mnt: ";
   if (volume.mountPoint.IsEmpty()) return "bad mnt: ";
   return {};

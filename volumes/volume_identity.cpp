@@ -85,11 +85,25 @@ std::string_view FolderError(std::string_view mountPoint) {
   return made ? "" : "could_not_create_hidden_tqcurrentlargefile_dir";
 }
 
+constexpr std::string_view kAsideMark = ".aside";
+
 bool MoveAside(const TqString& file, TqString& aside) {
   return Retry(10, 50, [&](int) {
-    aside = Joined(file, ".aside", TqSystem::RandomBelow(10'000), ".xml");
+    aside = Joined(file, kAsideMark, TqSystem::RandomBelow(10'000), ".xml");
     return AtomicMoveFile(file, aside);
   });
+}
+
+/// Deletes what replacing `file` moved aside, now or in a process that was killed before it came to this.
+void DeleteAsideFiles(const TqString& file) {
+  const TqString folder(file.Slice(0, file.FindLastChar('/') + 1));
+  const TqString beginning = Joined(file, kAsideMark);
+  TqFileInfoList entries;
+  GetListOfFileInfosInDir(&folder, &entries);
+  for (std::int32_t i = 0; i < entries.Count(); ++i) {
+    const TqFileInfo& entry = *entries.Get(i);
+    if (!entry.isDir && entry.path.StartsWith(beginning)) DeleteFile(entry.path);
+  }
 }
 
 /// Replaces `file`; the code of the step that failed, and the former file is then in place again.
@@ -103,7 +117,7 @@ std::string_view ReplaceIdentityFile(const TqString& file, const TqString& text)
     }
     return "could_not_write_out_tqvol_id_file";
   }
-  if (hadOne) DeleteFile(aside);
+  DeleteAsideFiles(file);
   return "";
 }
 
@@ -147,7 +161,7 @@ TqString SystemVguidOfSettings(const TqString& settings) {
     TqString mountPoint;
     TqString vguid;
     if (GetUniqueStrAttrFromXmlSnippet(*snippet, "mountPointPath", mountPoint) && IsSystemVolume(mountPoint) &&
-        GetUniqueStrAttrFromXmlSnippet(*snippet, "tqVolumeGuid", vguid) && vguid.Length() == kVguidLength) {
+        GetUniqueStrAttrFromXmlSnippet(*snippet, "tqVolumeGuid", vguid) && IsVguid(vguid) && vguid.StartsWith("v")) {
       return vguid;
     }
   }
@@ -170,12 +184,12 @@ bool ChooseRepairedVguid(const TqString& file, const TqString& fileVguid, TqStri
     return true;
   }
   vguid = fileVguid;
-  const bool usable = vguid.Length() == kVguidLength;
-  Log(usable ? "INFO: " : "ERROR: ", kRepair,
-      usable ? "using fallback vguid from tqvol_id.xml, vguid="
-             : "fallback vguid from tqvol_id.xml is wrong length, vguid=",
-      vguid);
-  return usable;
+  if (!IsVguid(vguid)) {
+    Log("ERROR: ", kRepair, "fallback vguid from tqvol_id.xml is wrong length, vguid=", vguid);
+    return false;
+  }
+  Log("using fallback vguid from tqvol_id.xml, vguid=", vguid);
+  return true;
 }
 
 /// Writes the file anew with this host's GUID; `volume` then carries what was written.
@@ -293,9 +307,12 @@ bool IdentityFileExists(std::string_view folder) {
 }
 
 bool ReadIdentityFile(std::string_view file, TqString& contents) {
+  // A file that a stranger's drive brings along, and whose content goes into the log where it is wrong.
+  constexpr std::int64_t kMostBytes = 64 * 1024;
   TqFileInfo info;
   contents.Clear();
-  return GetInfoAboutFileOrDir(file, info) && !info.isDir && !info.isSpecial && ReadFileIntoString(file, contents);
+  return GetInfoAboutFileOrDir(file, info) && !info.isDir && !info.isSpecial && info.dataSize <= kMostBytes &&
+         ReadFileIntoString(file, contents);
 }
 
 bool WriteVolumeGuidIntoDotTqVolDirOnVolume(const char* mountPoint, const char* vguid, const char* associatedHguid,
@@ -335,7 +352,7 @@ bool GetSimulatedRootVolumeContents_tqvol_id_xml(TqString& contents) {
     return false;
   }
   const TqString vguid = SystemVguidOfSettings(settings);
-  if (!vguid.StartsWith("v")) {
+  if (vguid.IsEmpty()) {
     Log("ERROR: ", kFunction, " - no tqvolume of the system volume with a good tqVolumeGuid in: ", path);
     return false;
   }

@@ -18,7 +18,8 @@ inline constexpr std::string_view kIdentityFileName = "tqvol_id.xml";
 /// Whether an identity file is in `folder` (ends in "/"). One behind a linked folder is not: a volume never borrows an
 /// identity through a link.
 bool IdentityFileExists(std::string_view folder);
-/// An identity file's (or its README's) text; only regular files are opened. `contents` is empty on failure.
+/// An identity file's (or its README's) text; only regular files of at most 64 KiB are opened. `contents` is empty on
+/// failure.
 bool ReadIdentityFile(std::string_view file, TqString& contents);
 
 /// Creates the identity folder and writes tqvol_id.xml and README.txt. On failure `error` (may be null) receives a

@@ -53,7 +53,7 @@ void TqVolumeInfo::SetType(std::string_view type) {
 }
 
 void TqVolumeInfo::SetVguid(std::string_view text) {
-  CopyFixed(vguid, sizeof vguid, text.size() == kVguidLength ? text : std::string_view());
+  CopyFixed(vguid, sizeof vguid, IsVguid(text) ? text : std::string_view());
 }
 
 void TqVolumeInfo::SetAssociatedHguid(std::string_view text) {

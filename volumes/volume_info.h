@@ -45,7 +45,7 @@ class TqVolumeInfo {
 
   bool IsType(std::string_view type) const { return type == volumeType; }
   void SetType(std::string_view type);             ///< cut to 2 characters
-  void SetVguid(std::string_view text);            ///< kept only at exactly 28 characters, else emptied
+  void SetVguid(std::string_view text);            ///< kept only when it is one (IsVguid), else emptied
   void SetAssociatedHguid(std::string_view text);  ///< kept only at exactly 24 characters, else emptied
   /// Upper-case 8-4-4-4-12; empty for an all-zero UUID.
   TqString UuidText() const;
@@ -90,7 +90,6 @@ class TqVolumeInfoList {
   TqVolumeInfo** slots_ = nullptr;
 };
 
-inline constexpr std::int32_t kVguidLength = 28;
 inline constexpr std::int32_t kHguidLength = 24;
 /// Length of a per-volume list's file name: a vguid, "_", the tag's four characters, "_filelist.dat".
 inline constexpr std::int32_t kListNameLength = 46;

@@ -191,7 +191,8 @@ bool QueryAllAttachedVolumesForVolumeInfo(TqVolumeInfoList* list) {
   for (const platform::MountedVolume& candidate : mounted) {
     if (candidate.error) LogPropertyError(*candidate.error);
     if (candidate.error || !candidate.isLocal || !candidate.isBrowsable) continue;
-    TqString path(candidate.path);
+    // With the "/" that the query takes off: a name's own backslash at the end would go for one.
+    TqString path = TqFile::WithTrailingSlash(candidate.path);
     if (!TqFile::GetInfoAboutAttachedVolume(&path, &volume)) {
       Log("WARNING: R9File::QueryAllAttachedVolumesForVolumeInfo - could not get any info about mac volume: ",
           candidate.path);

@@ -63,7 +63,7 @@ bool ParseVguid(const TqString& snippet, TqVolumeInfo& volume) {
     return false;
   }
   volume.SetVguid(vguid);
-  if (vguid.Length() == kVguidLength) return true;
+  if (IsVguid(vguid)) return true;
   Log(kReader, "badly_5 formed tqVolumeGuid in line: ", snippet);
   return false;
 }

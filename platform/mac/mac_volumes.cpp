@@ -33,8 +33,6 @@ static_assert(kMostVolumeReplyBytes >= kVolumeReplyFixedBytes + MAXPATHLEN);
 
 constexpr std::size_t kMostErrorTextBytes = 1000;
 constexpr std::size_t kMostPathBytes = 1024;
-// Whether the enumerator goes on behind an error is stated nowhere; so often it may try.
-constexpr int kMostFailedSteps = 16;
 constexpr const char* kDestinationKeys[] = {"Destinations", "DestinationUUIDs"};
 
 CfHolder<CFArrayRef> VolumeKeys() {
@@ -129,21 +127,16 @@ int MacVolumes::ListMountedVolumes(std::vector<MountedVolume>& volumes) {
   const CfHolder<CFURLEnumeratorRef> enumerator(
       CFURLEnumeratorCreateForMountedVolumes(kCFAllocatorDefault, kCFURLEnumeratorDefaultBehavior, keys.Get()));
   if (!enumerator) return ENOMEM;
-  int failedSteps = 0;
-  while (failedSteps < kMostFailedSteps) {
+  CFURLEnumeratorResult step = kCFURLEnumeratorSuccess;
+  while (step == kCFURLEnumeratorSuccess) {
     CFURLRef url = nullptr;      // borrowed from the enumerator
     CfHolder<CFErrorRef> error;  // owned
-    const CFURLEnumeratorResult step = CFURLEnumeratorGetNextURL(enumerator.Get(), &url, error.Receive());
-    if (step == kCFURLEnumeratorEnd) break;
-    if (step == kCFURLEnumeratorSuccess && url != nullptr) {
-      volumes.push_back(DescribeVolume(url, keys.Get()));
-    } else {
-      ++failedSteps;
-    }
+    step = CFURLEnumeratorGetNextURL(enumerator.Get(), &url, error.Receive());
+    if (step == kCFURLEnumeratorSuccess && url != nullptr) volumes.push_back(DescribeVolume(url, keys.Get()));
   }
   PutRootFirst(volumes);
   // No system is without its boot volume: none at all is a failure, too.
-  return failedSteps > 0 || volumes.empty() ? EIO : 0;
+  return step != kCFURLEnumeratorEnd || volumes.empty() ? EIO : 0;
 }
 
 int MacVolumes::QueryVolume(const char* mountPoint, VolumeAttributes& attributes) {
