@@ -44,6 +44,10 @@ std::int64_t SizeOf(const FakePlatform::Node& node) {
   return node.fakeSize.value_or(static_cast<std::int64_t>(node.content.size()));
 }
 
+platform::FileFacts FactsOf(const FakePlatform::Node& node) {
+  return {node.kind, SizeOf(node), node.modTimeSec, node.linkCount};
+}
+
 }  // namespace
 
 FakePlatform::FakePlatform() : root_(NewNode(EntryKind::kDirectory)) {
@@ -126,9 +130,10 @@ std::string FakePlatform::ReadFile(std::string_view path) {
 }
 
 int FakePlatform::Look(std::string_view operation, std::string_view path, bool followLast,
-                       std::shared_ptr<Node>& node) const {
+                       const std::function<void(Node&)>& take) const {
   if (const int error = Fault(operation, path); error != 0) return error;
-  node = Resolve(path, followLast);
+  const std::shared_ptr<Node> node = Resolve(path, followLast);
+  if (node != nullptr) take(*node);
   return node == nullptr ? ENOENT : 0;
 }
 
@@ -164,11 +169,8 @@ void FakePlatform::Unmount(std::string_view path, bool leaveFolder) {
 }
 
 FakePlatform::FakeVolume* FakePlatform::VolumeAt(std::string_view mountPoint) {
-  const std::string plain = WithoutTrailingSlash(mountPoint);
-  for (FakeVolume& volume : volumes) {
-    if (volume.path == plain) return &volume;
-  }
-  return nullptr;
+  const auto found = std::ranges::find(volumes, WithoutTrailingSlash(mountPoint), &FakeVolume::path);
+  return found != volumes.end() ? &*found : nullptr;
 }
 
 int FakePlatform::ListMountedVolumes(std::vector<platform::MountedVolume>& mounted) {
@@ -176,7 +178,7 @@ int FakePlatform::ListMountedVolumes(std::vector<platform::MountedVolume>& mount
   for (const FakeVolume& volume : volumes) {
     mounted.push_back({volume.path, volume.isLocal, volume.isBrowsable, volume.error});
   }
-  return listVolumesErrno;
+  return 0;
 }
 
 int FakePlatform::QueryVolume(const char* mountPoint, platform::VolumeAttributes& attributes) {
@@ -199,65 +201,48 @@ platform::PropertyListStatus FakePlatform::ReadBackupDestinations(const char* pa
 // --- queries ---
 
 platform::ListResult FakePlatform::ListDirectory(const char* path, platform::EntryVisitor& visitor) {
-  std::shared_ptr<Node> folder;
-  if (const int error = Look("list", path, true, folder); error != 0) return {error, 0};
-  if (folder->kind != EntryKind::kDirectory) return {ENOTDIR, 0};
-  if (folder->openErrno != 0) return {folder->openErrno, 0};
+  Node folder;  // a copy: the visitor may change the tree
+  if (const int error = Look("list", path, true, [&](Node& node) { folder = node; }); error != 0) return {error, 0};
+  if (folder.kind != EntryKind::kDirectory) return {ENOTDIR, 0};
+  if (folder.openErrno != 0) return {folder.openErrno, 0};
   std::int64_t visited = 0;
-  for (const auto& [name, node] : std::vector(folder->children)) {
-    if (folder->readErrno != 0 && visited++ >= folder->readErrnoAfter) break;
+  for (const auto& [name, node] : folder.children) {
+    if (folder.readErrno != 0 && visited++ >= folder.readErrnoAfter) break;
     platform::EntryAttributes attributes;
     const std::string full = WithoutTrailingSlash(path) + (std::string_view(path) == "/" ? "" : "/") + name;
     const int error = QueryEntry(full.c_str(), attributes);
     if (!visitor.OnEntry(name, error, attributes)) break;
   }
-  return {0, folder->readErrno};
+  return {0, folder.readErrno};
 }
 
 int FakePlatform::QueryEntry(const char* path, platform::EntryAttributes& attributes) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("query", path, false, node); error != 0) return error;
-  if (node->queryErrno != 0) return node->queryErrno;
-  attributes = {node->kind, SizeOf(*node),     node->rsrcSize, node->modTimeSec, node->createTimeSec,
-                0,          node->finderFlags, node->linkCount};
-  return 0;
+  return Look("query", path, false, [&](const Node& node) {
+    attributes = {node.kind, SizeOf(node),     node.rsrcSize, node.modTimeSec, node.createTimeSec,
+                  0,         node.finderFlags, node.linkCount};
+  });
 }
 
 int FakePlatform::Lstat(const char* path, platform::StatFacts& facts) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("lstat", path, false, node); error != 0) return error;
-  if (node->statErrno != 0) return node->statErrno;
-  facts = {node->kind, SizeOf(*node), node->modTimeSec, node->linkCount};
-  return 0;
+  return Look("lstat", path, false, [&](const Node& node) {
+    facts = {node.kind, SizeOf(node), node.modTimeSec, node.linkCount};
+  });
 }
 
 int FakePlatform::QueryFinderFlags(const char* path, std::uint16_t& finderFlags) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("finder", path, false, node); error != 0) return error;
-  finderFlags = node->finderFlags;
-  return node->finderErrno;
+  return Look("finder", path, false, [&](const Node& node) { finderFlags = node.finderFlags; });
 }
 
 int FakePlatform::QueryBackupExclusion(const char* path, bool& excluded) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("exclusion", path, false, node); error != 0) return error;
-  excluded = node->backupExcluded;
-  return 0;
+  return Look("exclusion", path, false, [&](const Node& node) { excluded = node.backupExcluded; });
 }
 
 int FakePlatform::StatThroughLinks(const char* path, platform::FileFacts& facts) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("stat", path, true, node); error != 0) return error;
-  if (node->statErrno != 0) return node->statErrno;
-  facts = {node->kind, SizeOf(*node), node->modTimeSec, node->linkCount};
-  return 0;
+  return Look("stat", path, true, [&](const Node& node) { facts = FactsOf(node); });
 }
 
 int FakePlatform::ReadResourceFork(const char* path, std::string& bytes) {
-  const std::shared_ptr<Node> node = Resolve(path, true);
-  if (node == nullptr) return ENOENT;
-  bytes = node->resourceFork;
-  return node->readErrno;
+  return Look("fork", path, true, [&](const Node& node) { bytes = node.resourceFork; });
 }
 
 bool FakePlatform::HasValidCodeSignature(const char* path) {
@@ -266,23 +251,19 @@ bool FakePlatform::HasValidCodeSignature(const char* path) {
 }
 
 int FakePlatform::QueryAccess(const char* path, platform::AccessFacts& facts) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("stat", path, true, node); error != 0) return error;
-  facts = {node->userId, node->groupId, node->mode};
-  return 0;
+  return Look("stat", path, true, [&](const Node& node) { facts = {node.userId, node.groupId, node.mode}; });
 }
 
 int FakePlatform::QueryMountIdentity(const char* path, platform::MountIdentity& identity) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("mountid", path, true, node); error != 0) return error;
-  const FakeVolume* holder = nullptr;
-  for (std::string at = WithoutTrailingSlash(path); holder == nullptr && !at.empty(); at.resize(at.rfind('/'))) {
-    holder = VolumeAt(at);
-  }
-  if (holder == nullptr) holder = VolumeAt("/");
-  const std::uint64_t id = holder != nullptr ? holder->mountId : 0;
-  identity = {id, node->inode, id};
-  return 0;
+  return Look("mountid", path, true, [&](const Node& node) {
+    const FakeVolume* holder = nullptr;
+    for (std::string at = WithoutTrailingSlash(path); holder == nullptr && !at.empty(); at.resize(at.rfind('/'))) {
+      holder = VolumeAt(at);
+    }
+    if (holder == nullptr) holder = VolumeAt("/");
+    const std::uint64_t id = holder != nullptr ? holder->mountId : 0;
+    identity = {id, node.inode, id};
+  });
 }
 
 // --- descriptors ---
@@ -348,17 +329,15 @@ int FakePlatform::Write(int descriptor, const void* buffer, std::size_t bytes, s
   return isShort ? ENOSPC : 0;
 }
 
-int FakePlatform::StatDescriptor(int descriptor, platform::FileFacts& facts) {
-  const OpenFile& file = FileAt(descriptor);
-  facts = {file.node->kind, SizeOf(*file.node), file.node->modTimeSec, file.node->linkCount};
-  return 0;
-}
-
 int FakePlatform::ChangeDescriptorMode(int descriptor, unsigned mode) {
   const OpenFile& file = FileAt(descriptor);
-  if (const int error = Fault("chmod", file.path); error != 0) return error;
-  file.node->mode = mode;
-  return 0;
+  const int error = Fault("chmod", file.path);
+  if (error == 0) file.node->mode = mode;
+  return error;
+}
+
+int FakePlatform::StatDescriptor(int descriptor, platform::FileFacts& facts) {
+  return facts = FactsOf(*FileAt(descriptor).node), 0;
 }
 
 // --- changing names ---
@@ -380,11 +359,11 @@ int FakePlatform::Rename(const char* from, const char* to) {
 }
 
 int FakePlatform::Unlink(const char* path) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("unlink", path, false, node); error != 0) return error;
-  if (node->kind == EntryKind::kDirectory) return EISDIR;
-  Remove(path);
-  return 0;
+  EntryKind kind{};
+  if (const int error = Look("unlink", path, false, [&](const Node& node) { kind = node.kind; }); error != 0) {
+    return error;
+  }
+  return kind == EntryKind::kDirectory ? EISDIR : (Remove(path), 0);
 }
 
 int FakePlatform::MakeDirectory(const char* path, unsigned mode) {
@@ -400,10 +379,7 @@ int FakePlatform::MakeDirectory(const char* path, unsigned mode) {
 }
 
 int FakePlatform::ChangeMode(const char* path, unsigned mode) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("chmod", path, false, node); error != 0) return error;
-  node->mode = mode;
-  return 0;
+  return Look("chmod", path, false, [&](Node& node) { node.mode = mode; });
 }
 
 int FakePlatform::MakeTemporaryFile(std::string_view directory, std::string_view prefix, std::string_view suffix,

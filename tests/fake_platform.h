@@ -37,8 +37,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
     std::uint32_t linkCount = 1;
     unsigned mode = 0644, userId = 501, groupId = 20;
     bool isSigned = false, backupExcluded = false;
-    int queryErrno = 0, statErrno = 0, finderErrno = 0;  ///< answers of the single queries about this entry
-    int openErrno = 0;                                   ///< opening the file, or listing the directory
+    int openErrno = 0;  ///< opening the file, or listing the directory
     int readErrno = 0;  ///< after readErrnoAfter bytes (files) or entries (directories)
     std::int64_t readErrnoAfter = 0;
     std::uint64_t inode = 0;
@@ -84,7 +83,6 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   void Unmount(std::string_view path, bool leaveFolder = true);
   std::deque<FakeVolume> volumes;  ///< a deque: references that AddVolume gave stay valid
   std::vector<platform::MountTableRow> skippedMounts;
-  int listVolumesErrno = 0;
 
   // --- clock, sleep, faults ---
   std::int64_t nowMillis = 1'700'000'000'000;  ///< 2023-11-14 22:13:20 GMT
@@ -103,17 +101,8 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::int64_t fileClockAheadSeconds = 0;
 
   // --- the machine ---
-  int pid = 12345;
-  unsigned euid = 501;
-  std::vector<platform::LoginFacts> logins{{"bob", 501, {20, 80}, {"staff", "admin"}}};
-  platform::MemoryFigures memory{1'048'576'000, 104'857'600};
-  std::uint64_t hardwareMemory = 17'179'869'184;
-  std::string machineName = "arm64";
-  bool translated = false;
-  platform::LocaleTexts locale{"en_US", "de_DE", "date and time", "time", "date"};
-  int sideEffectRestrictions = 0;  ///< how often they were asked for
-  std::optional<bool> hardware64 = true;
-  std::optional<std::string> hostName = "TestHost.local";
+  std::vector<platform::LoginFacts> logins{{"bob", 501, {20, 80}, {"staff", "admin"}}};  ///< the first runs the process
+  int sideEffectRestrictions = 0;                                                        ///< how often asked for
   platform::HardwareAddressStatus hardwareAddressStatus = platform::HardwareAddressStatus::kFound;
   std::string hardwareAddress = "a1-b2-c3-d4-e5-f6";
   std::vector<std::uint32_t> randoms;   ///< handed out in turn (modulo the bound), then a counter from 0
@@ -167,33 +156,22 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   void SleepMicros(std::int64_t micros) override;
   std::int64_t LocalOffsetSeconds(std::int64_t) override { return localOffsetSeconds; }
   std::string TimeZoneName(std::int64_t) override { return "UTC"; }
-  platform::LocaleTexts DescribeLocale() override { return locale; }
-  int ProcessId() override { return pid; }
-  unsigned EffectiveUserId() override { return euid; }
+  platform::LocaleTexts DescribeLocale() override { return {"en_US", "de_DE", "date and time", "time", "date"}; }
+  int ProcessId() override { return 12345; }
+  unsigned EffectiveUserId() override { return logins[0].userId; }
   void RestrictSideEffects() override { ++sideEffectRestrictions; }
   bool FindLogin(const std::string& name, platform::LoginFacts& login) override {
-    for (const auto& known : logins) {
-      if (known.name == name) return login = known, true;
-    }
-    return false;
+    const auto known = std::ranges::find(logins, name, &platform::LoginFacts::name);
+    return known != logins.end() && (login = *known, true);
   }
-  bool CurrentLogin(platform::LoginFacts& login) override {
-    const auto mine = std::ranges::find(logins, euid, &platform::LoginFacts::userId);
-    return mine != logins.end() && FindLogin(mine->name, login);
-  }
+  bool CurrentLogin(platform::LoginFacts& login) override { return login = logins[0], true; }
   [[noreturn]] void Exit(int status) override { throw ExitCalled{status}; }
-  platform::MemoryFigures ProcessMemory() override { return memory; }
-  std::uint64_t HardwareMemoryBytes() override { return hardwareMemory; }
-  std::string MachineName() override { return machineName; }
-  bool IsTranslatedProcess() override { return translated; }
-  bool Query64BitHardware(bool& is64Bit) override {
-    is64Bit = hardware64.value_or(false);
-    return hardware64.has_value();
-  }
-  bool HostName(std::string& name) override {
-    name = hostName.value_or("");
-    return hostName.has_value();
-  }
+  platform::MemoryFigures ProcessMemory() override { return {1'048'576'000, 104'857'600}; }
+  std::uint64_t HardwareMemoryBytes() override { return 17'179'869'184; }
+  std::string MachineName() override { return "arm64"; }
+  bool IsTranslatedProcess() override { return false; }
+  bool Query64BitHardware(bool& is64Bit) override { return is64Bit = true; }
+  bool HostName(std::string& name) override { return name = "TestHost.local", true; }
   platform::HardwareAddressStatus HardwareAddress(std::string& address) override {
     return address = hardwareAddress, hardwareAddressStatus;
   }
@@ -222,8 +200,9 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   };
   int Fault(std::string_view operation, std::string_view path) const { return fault ? fault(operation, path) : 0; }
   std::shared_ptr<Node> Resolve(std::string_view path, bool followLast, int depth = 0) const;
-  /// The entry a query is about, or the query's errno.
-  int Look(std::string_view operation, std::string_view path, bool followLast, std::shared_ptr<Node>& node) const;
+  /// Calls `take` with the entry that a query is about; gives the query's errno.
+  int Look(std::string_view operation, std::string_view path, bool followLast,
+           const std::function<void(Node&)>& take) const;
   std::shared_ptr<Node> ParentOf(std::string_view path, std::string& name) const;
   std::shared_ptr<Node> NewNode(platform::EntryKind kind);
   FakeVolume* VolumeAt(std::string_view mountPoint);
