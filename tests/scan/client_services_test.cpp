@@ -32,8 +32,8 @@ TEST_F(ClientServicesTest, InstalledPrograms) {
 }
 
 TEST_F(ClientServicesTest, ServicePermissions) {
-  Attach("/Volumes/Drive", kDataGuid);
-  Select({{"/Volumes/Drive/", kDataGuid}, {"/Volumes/Unplugged/", kOtherGuid}});
+  AddIdentified("/Volumes/Drive", kDiskGuid);
+  Select({{kDiskGuid, "/Volumes/Drive/"}, {kOtherGuid, "/Volumes/Unplugged/"}});
   fake.Find("/Volumes/Drive")->mode = 0700;
   fake.Find("/Volumes/Drive")->userId = 0;
   fake.WriteFile(Data("tqreports/tqserv_runs_as.txt"), "bob");

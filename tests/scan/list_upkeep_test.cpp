@@ -47,15 +47,15 @@ TEST_F(ListUpkeepTest, NoStubForAVolumeThatWasSeen) {
   PutRegistry({40, 3, 60});
   keepsList("newest line counts");
   PutRegistry({40});
-  Attach("/Volumes/Drive", kDataGuid);
+  AddIdentified("/Volumes/Drive", kDiskGuid);
   keepsList("attached now");
   plan.dirs.Add("0/Volumes/Drive/");
-  plan.vguids.Add(kDataGuid);
+  plan.vguids.Add(kDiskGuid);
   PutList(kDriveList + ".future", kOldList);
   swapper.SwapInAllLists();
   fake.Unmount("/Volumes/Drive");
   keepsList("swapped in during this run");
-  Select({{"/", kSystemGuid}});
+  Select({{kRootGuid, "/"}});
   keepsList("not selected");
 }
 
@@ -65,10 +65,10 @@ TEST_F(ListUpkeepTest, MissingListGetsAStubAfterASecondLook) {
   EXPECT_EQ(List(kDriveList), kOldList) << "a folder that cannot be listed proves nothing";
   fake.fault = nullptr;
   RemoveList(kDriveList);
-  PutList(Text(kDataGuid) + "_old__filelist.dat", "there");
+  PutList(std::string(kDiskGuid) + "_old__filelist.dat", "there");
   FillMissing();
   EXPECT_FALSE(HasList(kDriveList)) << "a list under any tag is a list: the volume was renamed";
-  RemoveList(Text(kDataGuid) + "_old__filelist.dat");
+  RemoveList(std::string(kDiskGuid) + "_old__filelist.dat");
   fake.sleepsMicros.clear();
   fake.onSleep = [&](std::int64_t) { PutList(kDriveList, "late"); };
   FillMissing();
@@ -84,7 +84,7 @@ TEST_F(ListUpkeepTest, OnlyListsOfDeselectedVolumesAreDeleted) {
   const std::string other = kOtherGuid;
   for (const std::string& kept :
        {other + "_els_filelist.dat", other + "_else__filelist.dat", "w" + other.substr(1) + "_else_filelist.dat",
-        std::string("v001BBBBBBBBBBBBBBBBBBBBBBBB_driv_filelist.dat")}) {
+        std::string("v001AAAAAAAAAAAAAAAAAAAAAAAA_driv_filelist.dat")}) {
     PutList(kept, "");
   }
   fake.MakeLink(Data("tqfilelists/") + other + "_link_filelist.dat", "/Users");

@@ -116,7 +116,7 @@ TEST_F(ScanRunTest, LosingTheLockEndsTheRun) {
 TEST_F(ScanRunTest, VolumeThatCameBackBetweenTwoListingsKeepsItsList) {
   WhenListed(fake, "/Volumes/Drive/photos/2020", [&] {
     fake.Unmount("/Volumes/Drive", false);
-    Attach("/Volumes/Drive", kDataGuid);
+    AddIdentified("/Volumes/Drive", kDiskGuid);
     for (const char* folder : {"2020", "2021"}) fake.MakeFolders(std::string("/Volumes/Drive/photos/") + folder);
   });
   EXPECT_EQ(Run(), 0);
@@ -177,7 +177,7 @@ TEST_F(ResumeTest, UrgentRunWalksALeftoverPlanFromItsStart) {
 // --- urgency by age of a list ---
 
 TEST_F(ScanRunTest, OldListOfAnElevatedVolumeIsMadeFirst) {
-  for (const char* vguid : {kSystemGuid, kDataGuid}) {
+  for (const char* vguid : {kRootGuid, kDiskGuid}) {
     fake.WriteFile(Data("tqlogs/tqreports_lastfilestransmitted/tqstat_pervol_") + vguid + "_latest_file.xml",
                    "<x gmt_millis=\"" + std::to_string(fake.nowMillis) + "\" />");
   }

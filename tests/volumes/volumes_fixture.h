@@ -34,15 +34,16 @@ class VolumesTest : public PlatformTest {
     fake.WriteFile(path + "/photo.jpg", "x");
     return fake.AddVolume(path);
   }
-  void WriteSettingsFile(const Pairs& selected) {
-    std::string text = "<tqinfo>\n<hard_drives_to_backup>\n";
+  /// Settings that select these volumes; `more` goes in front of them.
+  void WriteSettingsFile(const Pairs& selected, const std::string& more = "") {
+    std::string text = "<tqinfo>\n" + more + "<hard_drives_to_backup>\n";
     for (const auto& [vguid, mountPoint] : selected) {
       text += "    <tqvolume tqVolumeGuid=\"" + vguid + "\" mountPointPath=\"" + mountPoint + "\" />\n";
     }
     fake.WriteFile(Data("tqinfo.xml"), text + "</hard_drives_to_backup>\n</tqinfo>\n");
   }
-  void Select(const Pairs& selected) {
-    WriteSettingsFile(selected);
+  void Select(const Pairs& selected, const std::string& more = "") {
+    WriteSettingsFile(selected, more);
     ASSERT_TRUE(TqInfoManager::ReadControlPanelSettingsFromTqInfoXmlFile());
   }
   static TqVolumeInfo& Add(TqVolumeInfoList& list, const char* vguid, const char* mountPoint, std::int64_t seen = 0) {
