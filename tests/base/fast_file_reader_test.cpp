@@ -2,8 +2,6 @@
 
 #include "tests/platform_fixture.h"
 
-namespace {
-
 class FastFileReaderTest : public PlatformTest {
  protected:
   bool OpenSmall(const std::string& content) {
@@ -83,5 +81,3 @@ TEST_F(FastFileReaderTest, GrepStopsAtItsLimitAndCountsFromOne) {
   EXPECT_EQ(error, "ERROR:could_not_open_file");
   EXPECT_TRUE(TqFile::CountLinesInFile("/t/f") == 4 && TqFile::CountLinesInFile("/t/none") == -1);
 }
-
-}  // namespace

@@ -3,8 +3,6 @@
 #include "base/xml_files.h"
 #include "tests/platform_fixture.h"
 
-namespace {
-
 class FileIoTest : public PlatformTest {
  protected:
   FileIoTest() { fake.MakeFolders("/t"); }
@@ -98,5 +96,3 @@ TEST_F(FileIoTest, ReadsWholeFilesAndSaysWhyItCannot) {
     EXPECT_TRUE(Logged(std::string("ERROR: TqFile::ReadLargeFileIntoBuf ") + message)) << message;
   }
 }
-
-}  // namespace

@@ -2,8 +2,6 @@
 
 #include "tests/platform_fixture.h"
 
-namespace {
-
 constexpr const char* kLock = "/locks/scan.lck";
 
 class FileLockTest : public PlatformTest {
@@ -129,5 +127,3 @@ TEST_F(FileLockTest, RefreshThatCannotReplaceTheFileLeavesItAndNothingElse) {
   EXPECT_TRUE(Refresh(handle.get()));
   EXPECT_TRUE(Logged("WARNING: processId=12345 file system believes time is more than 5 min off CPU, millis=301000\n"));
 }
-
-}  // namespace

@@ -4,8 +4,6 @@
 
 #include "tests/platform_fixture.h"
 
-namespace {
-
 class FileProbeTest : public PlatformTest {
  protected:
   std::string Diagnosis(const char* path) {
@@ -80,5 +78,3 @@ TEST_F(FileProbeTest, ResourceForkOfTheSizeThatWasTold) {
   EXPECT_STREQ(bytes, "fork");
   std::free(bytes);
 }
-
-}  // namespace

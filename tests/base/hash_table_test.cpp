@@ -4,14 +4,12 @@
 
 #include <string>
 
-namespace {
-
-std::string released;
-void Release(std::uint64_t value) {
+static std::string released;
+static void Release(std::uint64_t value) {
   released += std::to_string(value) + " ";
 }
 
-std::string Content(const TqHashTable& table) {
+static std::string Content(const TqHashTable& table) {
   TqString content;
   table.ForEach([](const char* key, std::uint64_t value,
                    void* context) { AppendAll(*static_cast<TqString*>(context), key, '=', value, ' '); },
@@ -19,7 +17,7 @@ std::string Content(const TqHashTable& table) {
   return content.c_str();
 }
 
-std::uint64_t ValueOf(const TqHashTable& table, const char* key) {
+static std::uint64_t ValueOf(const TqHashTable& table, const char* key) {
   std::uint64_t value = 999;
   table.Lookup(key, value);
   return value;
@@ -65,5 +63,3 @@ TEST(HashTableTest, OutgrowsItsArena) {
   EXPECT_NE(Content(table).find("Key=1 "), std::string::npos);
   EXPECT_EQ(table.EntryCount(), 300);
 }
-
-}  // namespace

@@ -2,8 +2,6 @@
 
 #include "tests/platform_fixture.h"
 
-namespace {
-
 class InstallRecordTest : public PlatformTest {
  protected:
   void Record(const std::string& content) {
@@ -56,5 +54,3 @@ TEST_F(InstallRecordTest, FoldersGetFullModeAndSubFoldersNeedADataFolder) {
   EXPECT_EQ(fake.Find("/Library")->mode, 0700U);
   EXPECT_TRUE(fake.Find(kData)->mode == 0777 && fake.Find(Data("tqreports"))->mode == 0777);
 }
-
-}  // namespace

@@ -9,8 +9,6 @@
 #include <utility>
 #include <vector>
 
-namespace {
-
 TEST(StringTest, AppendingByteByByteGrowsInTheStatedSteps) {
   TqString text;
   std::vector<std::int32_t> capacities = {text.Capacity()}, expected;
@@ -117,5 +115,3 @@ TEST(StringTest, OrdersBySignedBytes) {
   EXPECT_LT(CompareBytesIgnoreCase("_", "A"), 0);  // folded downwards: '_' lies between the two alphabets
   EXPECT_TRUE(CompareCStrings(nullptr, "") == 0 && CompareCStrings(nullptr, "\x80") < 0);
 }
-
-}  // namespace

@@ -2,8 +2,6 @@
 #include "base/system_info.h"
 #include "tests/platform_fixture.h"
 
-namespace {
-
 class SystemTest : public PlatformTest {
  protected:
   /// A shell whose commands write `output` into the file behind " > ".
@@ -94,5 +92,3 @@ TEST_F(SystemTest, TestRootAnswersFromStubFiles) {
   TqSystem::ForgetTestRoot();
   EXPECT_THROW(TqSystem::SetTestRoot("stubs"), ExitCalled);
 }
-
-}  // namespace

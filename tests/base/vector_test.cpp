@@ -6,9 +6,7 @@
 #include <string>
 #include <utility>
 
-namespace {
-
-std::string Content(const TqStringVector& vector) {
+static std::string Content(const TqStringVector& vector) {
   TqString texts;
   for (const TqString* text : vector) AppendAll(texts, '[', *text, ']');
   return texts.c_str();
@@ -73,5 +71,3 @@ TEST(VectorTest, SplitDropsEmptyPieces) {
   EXPECT_TRUE(vector.Split("", ',', true));
   EXPECT_EQ(Content(vector), "");
 }
-
-}  // namespace

@@ -4,8 +4,6 @@
 
 #include "tests/selection/selection_fixture.h"
 
-namespace {
-
 using namespace TqInfoManager;
 
 constexpr const char* kVguidA = "v000aaaaaaaaaaaaaaaaaaaaaaaa";
@@ -140,5 +138,3 @@ TEST_F(SettingsEditTest, RefusalsLeaveTheFileAsItIs) {
   fake.diskBytesLeft = -1;
   ExpectLogged({"could not atomic swap in tqinfo.xml from file: "});
 }
-
-}  // namespace

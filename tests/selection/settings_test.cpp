@@ -2,8 +2,6 @@
 
 #include "tests/selection/selection_fixture.h"
 
-namespace {
-
 using namespace TqInfoManager;
 
 const std::string kVguid = "v00012345678901234567890123a";
@@ -146,5 +144,3 @@ TEST_F(SettingsTest, FileSetDefinitions) {
                 "ParseTqInfoForFileSetHashes, too many filesetdef definitions, 150 is the max, clipping to 150!",
                 "TqFile::GetUniqueStrAttrFromXmlSnippet NO filesetdefs name in this filesetdef snippet: <"});
 }
-
-}  // namespace

@@ -2,8 +2,6 @@
 
 #include "tests/volumes/volumes_fixture.h"
 
-namespace {
-
 class DefaultSettingsTest : public VolumesTest {
  protected:
   DefaultSettingsTest() {
@@ -80,5 +78,3 @@ TEST_F(DefaultSettingsTest, SelectionByMountPointNeedsAttachedVolumesWithIdentit
   EXPECT_TRUE(TqInfoManager::SetVolumesSelectedForBackupEX(mountPoints));
   EXPECT_EQ(Selected(), "v001 /Volumes/Mine/;");
 }
-
-}  // namespace

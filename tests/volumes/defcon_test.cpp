@@ -4,8 +4,6 @@
 
 #include "tests/volumes/volumes_fixture.h"
 
-namespace {
-
 using namespace TqUiUtil;
 
 class DefconTest : public VolumesTest {
@@ -151,5 +149,3 @@ TEST_F(DefconTest, TheOldestListOfAnAttachedElevatedVolumeWins) {
   fake.Unmount("/Volumes/B");
   EXPECT_EQ(chosen({{kDiskGuid, hexA, "4", "9"}, {kOtherGuid, hexB, "1", "30"}}), "/Volumes/A/");
 }
-
-}  // namespace

@@ -3,8 +3,6 @@
 #include "tests/volumes/volumes_fixture.h"
 #include "volumes/drive_summary.h"
 
-namespace {
-
 class SelectedVolumesTest : public VolumesTest {
  protected:
   /// Summary and abbreviation, joined by a line feed.
@@ -79,5 +77,3 @@ TEST_F(SelectedVolumesTest, VolumeOfAFile) {
   EXPECT_TRUE(std::string_view(volume.vguid) == kOtherGuid && volume.volumeIsSelectedForBackup);
   EXPECT_FALSE(TqUiUtil::GetVolumeInfoFromFilename("/Volumes/Never/c", volume));
 }
-
-}  // namespace

@@ -2,8 +2,6 @@
 
 #include "tests/volumes/volumes_fixture.h"
 
-namespace {
-
 class VolumeIdentityTest : public VolumesTest {
  protected:
   /// The error code, empty for success.
@@ -158,5 +156,3 @@ TEST_F(VolumeIdentityTest, TheSystemVolumesIdentityIsRebuiltFromTheSettings) {
   EXPECT_FALSE(TqFile::GetSimulatedRootVolumeContents_tqvol_id_xml(contents));
   EXPECT_EQ(CountLogged("having trouble reading it iteration="), 11);
 }
-
-}  // namespace

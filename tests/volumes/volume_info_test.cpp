@@ -2,8 +2,6 @@
 
 #include "tests/volumes/volumes_fixture.h"
 
-namespace {
-
 class VolumeInfoTest : public VolumesTest {};
 
 TEST_F(VolumeInfoTest, MountPointsAndListNames) {
@@ -54,5 +52,3 @@ TEST_F(VolumeInfoTest, ListRecyclesItsRecords) {
   list.Clear();
   EXPECT_EQ(list.AddNew()->lastSeenInDays, 0);  // handed out as it was left
 }
-
-}  // namespace

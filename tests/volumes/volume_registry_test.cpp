@@ -2,8 +2,6 @@
 
 #include "tests/volumes/volumes_fixture.h"
 
-namespace {
-
 using namespace TqUiUtil;
 
 class VolumeRegistryTest : public VolumesTest {
@@ -142,5 +140,3 @@ TEST_F(VolumeRegistryTest, TellsTheFirstPairOfEqualGuids) {
   EXPECT_TRUE(DoAnyCurrentlyAttachedHardDrivesHaveDuplicateVolGuids(a, b));
   EXPECT_STREQ(Joined(a, b).c_str(), "/Volumes/A//Volumes/D/");
 }
-
-}  // namespace
