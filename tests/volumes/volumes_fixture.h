@@ -1,9 +1,5 @@
 #pragma once
 
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "selection/settings.h"
 #include "tests/platform_fixture.h"
 #include "volumes/defcon.h"
@@ -25,6 +21,7 @@ class VolumesTest : public PlatformTest {
     TqUiUtil::ForgetGuidState();
     TqUiUtil::ForgetDefconCache();
   }
+  static std::string ListPath(const std::string& name) { return Data("tqfilelists/" + name + "_filelist.dat"); }
   static std::string IdentityText(const std::string& vguid, const std::string& hguid = kHostGuid) {
     return "<contents>\n<tqvolume vguid=\"" + vguid + "\" associated_hguid=\"" + hguid + "\" />\n</contents>\n";
   }
