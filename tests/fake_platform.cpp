@@ -5,8 +5,6 @@
 #include <cstring>
 #include <sstream>
 
-#include "platform/property_files.h"
-
 namespace {
 
 using platform::EntryKind;
@@ -38,14 +36,6 @@ std::shared_ptr<FakePlatform::Node> ChildOf(const FakePlatform::Node& folder, st
 
 bool RemoveChild(FakePlatform::Node& folder, std::string_view name) {
   return std::erase_if(folder.children, [&](const auto& child) { return child.first == name; }) > 0;
-}
-
-std::int64_t SizeOf(const FakePlatform::Node& node) {
-  return node.fakeSize.value_or(static_cast<std::int64_t>(node.content.size()));
-}
-
-platform::FileFacts FactsOf(const FakePlatform::Node& node) {
-  return {node.kind, SizeOf(node), node.modTimeSec, node.linkCount};
 }
 
 }  // namespace
@@ -173,29 +163,12 @@ FakePlatform::FakeVolume* FakePlatform::VolumeAt(std::string_view mountPoint) {
   return found != volumes.end() ? &*found : nullptr;
 }
 
-int FakePlatform::ListMountedVolumes(std::vector<platform::MountedVolume>& mounted) {
-  mounted.clear();
-  for (const FakeVolume& volume : volumes) {
-    mounted.push_back({volume.path, volume.isLocal, volume.isBrowsable, volume.error});
-  }
-  return 0;
-}
-
 int FakePlatform::QueryVolume(const char* mountPoint, platform::VolumeAttributes& attributes) {
   if (const int error = Fault("volume", mountPoint); error != 0) return error;
   const FakeVolume* volume = VolumeAt(mountPoint);
   if (volume == nullptr) return Has(mountPoint) ? EINVAL : ENOENT;
   attributes = volume->attributes;
   return volume->queryErrno;
-}
-
-platform::PropertyListStatus FakePlatform::ReadBackupDestinations(const char* path,
-                                                                  std::vector<platform::DestinationValue>& values) {
-  values.clear();
-  platform::PropertyValue dictionary;
-  const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, dictionary);
-  if (status == platform::PropertyListStatus::kOk) platform::CollectDestinationValues(dictionary, values);
-  return status;
 }
 
 // --- queries ---
@@ -218,40 +191,9 @@ platform::ListResult FakePlatform::ListDirectory(const char* path, platform::Ent
 
 int FakePlatform::QueryEntry(const char* path, platform::EntryAttributes& attributes) {
   return Look("query", path, false, [&](const Node& node) {
-    attributes = {node.kind, SizeOf(node),     node.rsrcSize, node.modTimeSec, node.createTimeSec,
-                  0,         node.finderFlags, node.linkCount};
+    attributes = {node.kind,          node.Size(), node.rsrcSize,    node.modTimeSec,
+                  node.createTimeSec, 0,           node.finderFlags, node.linkCount};
   });
-}
-
-int FakePlatform::Lstat(const char* path, platform::StatFacts& facts) {
-  return Look("lstat", path, false, [&](const Node& node) {
-    facts = {node.kind, SizeOf(node), node.modTimeSec, node.linkCount};
-  });
-}
-
-int FakePlatform::QueryFinderFlags(const char* path, std::uint16_t& finderFlags) {
-  return Look("finder", path, false, [&](const Node& node) { finderFlags = node.finderFlags; });
-}
-
-int FakePlatform::QueryBackupExclusion(const char* path, bool& excluded) {
-  return Look("exclusion", path, false, [&](const Node& node) { excluded = node.backupExcluded; });
-}
-
-int FakePlatform::StatThroughLinks(const char* path, platform::FileFacts& facts) {
-  return Look("stat", path, true, [&](const Node& node) { facts = FactsOf(node); });
-}
-
-int FakePlatform::ReadResourceFork(const char* path, std::string& bytes) {
-  return Look("fork", path, true, [&](const Node& node) { bytes = node.resourceFork; });
-}
-
-bool FakePlatform::HasValidCodeSignature(const char* path) {
-  const std::shared_ptr<Node> node = Resolve(path, true);
-  return node != nullptr && node->isSigned;
-}
-
-int FakePlatform::QueryAccess(const char* path, platform::AccessFacts& facts) {
-  return Look("stat", path, true, [&](const Node& node) { facts = {node.userId, node.groupId, node.mode}; });
 }
 
 int FakePlatform::QueryMountIdentity(const char* path, platform::MountIdentity& identity) {
@@ -295,12 +237,6 @@ int FakePlatform::Open(const char* path, OpenMode openMode, unsigned mode, int& 
   return 0;
 }
 
-int FakePlatform::Close(int descriptor) {
-  const int error = Fault("close", FileAt(descriptor).path);
-  open_.erase(descriptor);
-  return error;
-}
-
 int FakePlatform::Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) {
   OpenFile& file = FileAt(descriptor);
   if (const int error = Fault("read", file.path); error != 0) return error;
@@ -334,10 +270,6 @@ int FakePlatform::ChangeDescriptorMode(int descriptor, unsigned mode) {
   const int error = Fault("chmod", file.path);
   if (error == 0) file.node->mode = mode;
   return error;
-}
-
-int FakePlatform::StatDescriptor(int descriptor, platform::FileFacts& facts) {
-  return facts = FactsOf(*FileAt(descriptor).node), 0;
 }
 
 // --- changing names ---
@@ -378,10 +310,6 @@ int FakePlatform::MakeDirectory(const char* path, unsigned mode) {
   return 0;
 }
 
-int FakePlatform::ChangeMode(const char* path, unsigned mode) {
-  return Look("chmod", path, false, [&](Node& node) { node.mode = mode; });
-}
-
 int FakePlatform::MakeTemporaryFile(std::string_view directory, std::string_view prefix, std::string_view suffix,
                                     std::string& path) {
   const std::string number = std::to_string(100'000 + temporaryIndex_++);
@@ -389,32 +317,4 @@ int FakePlatform::MakeTemporaryFile(std::string_view directory, std::string_view
   if (const int error = Fault("temp", path); error != 0) return error;
   WriteFile(path, "").mode = 0600;
   return 0;
-}
-
-// --- the machine ---
-
-void FakePlatform::SleepMicros(std::int64_t micros) {
-  sleepsMicros.push_back(micros);
-  nowMillis += micros / 1000;
-  if (onSleep) onSleep(micros);
-}
-
-std::uint32_t FakePlatform::RandomBelow(std::uint32_t bound) {
-  const std::uint32_t index = randomIndex_++;
-  const std::uint32_t drawn = index < randoms.size() ? randoms[index] : index;
-  return bound == 0 ? 0 : drawn % bound;
-}
-
-platform::PropertyListStatus FakePlatform::ReadProductVersion(const char* path, std::string& version) {
-  version.clear();
-  platform::PropertyValue dictionary;
-  const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, dictionary);
-  if (status == platform::PropertyListStatus::kOk) version = platform::ProductVersionIn(dictionary);
-  return status;
-}
-
-int FakePlatform::RunShellAndWait(const char* line, int& error) {
-  shellLines.emplace_back(line);
-  error = 0;
-  return shell ? shell(line) : 0;
 }

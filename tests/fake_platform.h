@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "platform/property_files.h"
 
 /// Thrown by the fake's Exit in place of ending the process.
 struct ExitCalled {
@@ -42,6 +43,9 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
     std::int64_t readErrnoAfter = 0;
     std::uint64_t inode = 0;
     std::vector<std::pair<std::string, std::shared_ptr<Node>>> children;  ///< directories, in creation order
+
+    std::int64_t Size() const { return fakeSize.value_or(static_cast<std::int64_t>(content.size())); }
+    platform::FileFacts Facts() const { return {kind, Size(), modTimeSec, linkCount}; }
   };
   struct FakeVolume {
     std::string path;  ///< without trailing "/" (but "/")
@@ -116,32 +120,57 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   platform::ListResult ListDirectory(const char* path, platform::EntryVisitor& visitor) override;
   bool IsPrivacyDenial(int error) override { return error != 0 && error == privacyErrno; }
   int QueryEntry(const char* path, platform::EntryAttributes& attributes) override;
-  int Lstat(const char* path, platform::StatFacts& facts) override;
-  int QueryFinderFlags(const char* path, std::uint16_t& finderFlags) override;
-  int QueryBackupExclusion(const char* path, bool& excluded) override;
-  int StatThroughLinks(const char* path, platform::FileFacts& facts) override;
-  int ReadResourceFork(const char* path, std::string& bytes) override;
-  bool HasValidCodeSignature(const char* path) override;
-  int QueryAccess(const char* path, platform::AccessFacts& facts) override;
+  int Lstat(const char* path, platform::StatFacts& facts) override {
+    return Look("lstat", path, false, [&](Node& n) { facts = {n.kind, n.Size(), n.modTimeSec, n.linkCount}; });
+  }
+  int QueryFinderFlags(const char* path, std::uint16_t& finderFlags) override {
+    return Look("finder", path, false, [&](Node& node) { finderFlags = node.finderFlags; });
+  }
+  int QueryBackupExclusion(const char* path, bool& excluded) override {
+    return Look("exclusion", path, false, [&](Node& node) { excluded = node.backupExcluded; });
+  }
+  int StatThroughLinks(const char* path, platform::FileFacts& facts) override {
+    return Look("stat", path, true, [&](Node& node) { facts = node.Facts(); });
+  }
+  int ReadResourceFork(const char* path, std::string& bytes) override {
+    return Look("fork", path, true, [&](Node& node) { bytes = node.resourceFork; });
+  }
+  bool HasValidCodeSignature(const char* path) override { return Has(path) && Find(path)->isSigned; }
+  int QueryAccess(const char* path, platform::AccessFacts& facts) override {
+    return Look("stat", path, true, [&](Node& node) { facts = {node.userId, node.groupId, node.mode}; });
+  }
   int QueryMountIdentity(const char* path, platform::MountIdentity& identity) override;
   int Open(const char* path, platform::OpenMode openMode, unsigned mode, int& descriptor) override;
-  int Close(int descriptor) override;
+  int Close(int descriptor) override {
+    const std::string path = FileAt(descriptor).path;
+    open_.erase(descriptor);
+    return Fault("close", path);
+  }
   int Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) override;
   int Write(int descriptor, const void* buffer, std::size_t bytes, std::size_t& written) override;
   int Seek(int descriptor, std::int64_t offset) override { return FileAt(descriptor).offset = offset, 0; }
-  int StatDescriptor(int descriptor, platform::FileFacts& facts) override;
+  int StatDescriptor(int descriptor, platform::FileFacts& facts) override {
+    return facts = FileAt(descriptor).node->Facts(), 0;
+  }
   int ChangeDescriptorMode(int descriptor, unsigned mode) override;
   int TryLockExclusive(int descriptor) override { return Fault("lock", FileAt(descriptor).path); }
   int Rename(const char* from, const char* to) override;
   int Unlink(const char* path) override;
   int MakeDirectory(const char* path, unsigned mode) override;
   int MakeHiddenDirectory(const char* path, unsigned mode) override { return MakeDirectory(path, mode); }
-  int ChangeMode(const char* path, unsigned mode) override;
+  int ChangeMode(const char* path, unsigned mode) override {
+    return Look("chmod", path, false, [&](Node& node) { node.mode = mode; });
+  }
   int MakeTemporaryFile(std::string_view directory, std::string_view prefix, std::string_view suffix,
                         std::string& path) override;
 
   // --- platform::Volumes ---
-  int ListMountedVolumes(std::vector<platform::MountedVolume>& mounted) override;
+  int ListMountedVolumes(std::vector<platform::MountedVolume>& mounted) override {
+    mounted.clear();
+    for (const auto& volume : volumes)
+      mounted.emplace_back(volume.path, volume.isLocal, volume.isBrowsable, volume.error);
+    return 0;
+  }
   int QueryVolume(const char* mountPoint, platform::VolumeAttributes& attributes) override;
   platform::MediaWalk WalkMedia(const char* mountPoint, const std::string& deviceName) override {
     const FakeVolume* volume = VolumeAt(mountPoint);
@@ -149,11 +178,19 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   }
   int ReadSkippedMounts(std::vector<platform::MountTableRow>& rows) override { return rows = skippedMounts, 0; }
   platform::PropertyListStatus ReadBackupDestinations(const char* path,
-                                                      std::vector<platform::DestinationValue>& values) override;
+                                                      std::vector<platform::DestinationValue>& values) override {
+    platform::PropertyValue list;
+    const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, list);
+    return values.clear(), platform::CollectDestinationValues(list, values), status;
+  }
 
   // --- platform::Machine ---
   std::int64_t NowMillis() override { return nowMillis; }
-  void SleepMicros(std::int64_t micros) override;
+  void SleepMicros(std::int64_t micros) override {
+    sleepsMicros.push_back(micros);
+    nowMillis += micros / 1000;
+    if (onSleep) onSleep(micros);
+  }
   std::int64_t LocalOffsetSeconds(std::int64_t) override { return localOffsetSeconds; }
   std::string TimeZoneName(std::int64_t) override { return "UTC"; }
   platform::LocaleTexts DescribeLocale() override { return {"en_US", "de_DE", "date and time", "time", "date"}; }
@@ -175,9 +212,19 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   platform::HardwareAddressStatus HardwareAddress(std::string& address) override {
     return address = hardwareAddress, hardwareAddressStatus;
   }
-  std::uint32_t RandomBelow(std::uint32_t bound) override;
-  platform::PropertyListStatus ReadProductVersion(const char* path, std::string& version) override;
-  int RunShellAndWait(const char* line, int& error) override;
+  std::uint32_t RandomBelow(std::uint32_t bound) override {
+    const std::uint32_t index = randomIndex_++;
+    return (index < randoms.size() ? randoms[index] : index) % std::max(bound, 1U);
+  }
+  platform::PropertyListStatus ReadProductVersion(const char* path, std::string& version) override {
+    platform::PropertyValue list;
+    const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, list);
+    return version = platform::ProductVersionIn(list), status;
+  }
+  int RunShellAndWait(const char* line, int& error) override {
+    shellLines.emplace_back(line);
+    return error = 0, shell ? shell(line) : 0;
+  }
   int StartShell(const char* line, int& error) override {
     childPolls_ = 0;
     RunShellAndWait(line, error);
