@@ -36,10 +36,11 @@ class ScanCase(unittest.TestCase):
         return independent_walk.Tree(root.path(""), volume.mount, mac_root.EXCLUDED_FOLDERS, **options)
 
     def assert_listed(self, root, volume, **options):
-        """The volume's list equals the independent walk of what lies there now."""
+        """The volume's list equals the independent walk of what lies there now; gives that walk."""
         tree = self.tree(root, volume, **options)
         self.assertEqual(independent_walk.differences(tree, root.path(root.list_path(volume))), [])
         self.assertGreater(tree.files, 0)
+        return tree
 
     def assert_clean(self, root):
         """Nothing of a run is left but its results."""

@@ -116,7 +116,20 @@ class OrdinaryScans(ScanCase):
                          rf"{prefix}tqfilelist processId=\d+ exiting out of main, numSeconds=\d+\n\Z")
 
 
-class HostileTrees(ScanCase):
+class OtherTrees(ScanCase):
+    def test_real_folders_of_this_machine(self):
+        root = self.new_root()
+        real = root.mount_volume("Real", size="1g")
+        for number, folder in enumerate(os.environ.get("TQ_REAL_FOLDERS", "/usr").split(":")):
+            root.bind(folder, f"{real.mount}tree{number}")
+        root.select(real)
+        result = root.run("-urgent_refresh_all", timeout=1800)
+        self.assert_ran(result)
+        tree = self.assert_listed(root, real)
+        print(f"{tree.entries} entries, {result.seconds:.2f} s, peak memory {result.peak_kilobytes / 1024:.1f} MiB")
+        large = root.read(root.lists + "bigfilelist.dat").splitlines() if tree.big_files else []
+        self.assertEqual([line.split(b"\t", 1)[1] for line in large], [b"%d\t%s" % file for file in tree.big_files])
+
     def test_hostile_names_kinds_depths_and_unreadable_folders(self):
         root = self.new_root()
         zoo, deep = root.mount_volume("Zoo"), root.mount_volume("Deep")
