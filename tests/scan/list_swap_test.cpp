@@ -10,8 +10,7 @@ class ListSwapTest : public ScanRunTest {
   ListSwapTest() {
     for (const char* dir : {"0/Volumes/Drive/", "2/Volumes/Drive/a/b/"}) AddEntry(dir, kDiskGuid);
     for (const char* dir : {"0/", "2/Users/bob/"}) AddEntry(dir, kRootGuid);
-    PutList(kDriveList, "old");
-    PutList(kDriveList + ".future", "new");
+    PutLists();
     PutList(kRootList + ".future", "root");
     SetDefcon("/Volumes/Drive/", kDiskGuid, 7);
     run.lockPath = Data("tqfilelists/lock").c_str();
@@ -23,6 +22,10 @@ class ListSwapTest : public ScanRunTest {
     defconVolume.mountPointPath = mountPoint;
     defconVolume.SetVguid(vguid);
     defconVolume.lastFileListedInDays = days;
+  }
+  void PutLists() {
+    PutList(kDriveList, "old");
+    PutList(kDriveList + ".future", "new");
   }
 
   TqTopDirsList plan;
@@ -67,8 +70,7 @@ TEST_F(ListSwapTest, RefusesListsThatAreNotTheVolumesOwn) {
 
 TEST_F(ListSwapTest, RenamesAreTriedTwelveTimes) {
   for (const int failing : {11, 12}) {
-    PutList(kDriveList, "old");
-    PutList(kDriveList + ".future", "new");
+    PutLists();
     Fail("rename", kDriveList + ".future\n", EBUSY, failing);
     TqListSwapper(plan, output).SwapInAllLists();
     EXPECT_EQ(List(kDriveList), failing == 11 ? "new" : "old");

@@ -2,12 +2,11 @@
 
 #include "tests/scan/scan_fixture.h"
 
-using Texts = std::vector<std::string>;
-
-static Texts All(const TqStringVector& texts) {
-  Texts all;
-  for (const TqString* text : texts) all.emplace_back(text->View());
-  return all;
+/// The texts, each followed by ";".
+static std::string All(const TqStringVector& texts) {
+  TqString all;
+  for (const TqString* text : texts) AppendAll(all, *text, ";");
+  return all.c_str();
 }
 
 class TopDirsTest : public ScanTest {
@@ -18,8 +17,8 @@ class TopDirsTest : public ScanTest {
   }
 
   void Plan(const TqVolumeInfo* defcon = nullptr) {
-    ScanDiskAndCreateTopDirsListInRam(
-        list, defcon != nullptr, defcon, [](void*) { throw ExitCalled{0}; }, nullptr);
+    const auto stop = [](void*) { throw ExitCalled{0}; };
+    ScanDiskAndCreateTopDirsListInRam(list, defcon != nullptr, defcon, stop, nullptr);
   }
   /// An entry without planning.
   void AddEntry(const char* dir, const char* vguid) { list.dirs.Add(dir), list.vguids.Add(vguid), ++list.count; }
@@ -51,9 +50,9 @@ TEST_F(TopDirsTest, PlansTwoLevelsOfEveryAttachedVolumeSortedByPath) {
 
   // "-" sorts before "/", a byte of 0x80 or more before ASCII.
   EXPECT_EQ(All(list.dirs),
-            (Texts{"0/Volumes/Data/", "1/Volumes/Data/.tqvol/", "1/Volumes/Data/Library/", "2/Volumes/Data/Library/x/",
-                   "1/Volumes/Data/pics/", "2/Volumes/Data/pics/2020/", "0/", "1/Users-x/", "1/Users/",
-                   "2/Users/\xC3\x84/", "2/Users/al/", "1/sealed/", "1/share/"}));
+            "0/Volumes/Data/;1/Volumes/Data/.tqvol/;1/Volumes/Data/Library/;2/Volumes/Data/Library/x/;"
+            "1/Volumes/Data/pics/;2/Volumes/Data/pics/2020/;0/;1/Users-x/;1/Users/;2/Users/\xC3\x84/;2/Users/al/;"
+            "1/sealed/;1/share/;");
   for (std::int32_t i = 0; i < list.count; ++i) EXPECT_EQ(list.vguids.At(i), i < 6 ? kDiskGuid : kRootGuid);
   EXPECT_EQ(list.count, 13);
 }
@@ -62,8 +61,7 @@ TEST_F(TopDirsTest, LeavesOutPrintersOnlyInLowerCase) {
   for (const char* folder : {"/library/printers/x", "/library/Printers"}) fake.MakeFolders(folder);
   Select({{kRootGuid, "/"}});  // without any filter no directory counts as excluded
   Plan();
-  EXPECT_EQ(All(list.dirs),
-            (Texts{"0/", "1/Library/", "2/Library/Kestrune.tqpkg/", "1/library/", "2/library/Printers/"}));
+  EXPECT_EQ(All(list.dirs), "0/;1/Library/;2/Library/Kestrune.tqpkg/;1/library/;2/library/Printers/;");
   Select({{kDiskGuid, "/Volumes/Gone/"}});
   EXPECT_THROW(Plan(), ExitCalled) << "no selected volume is attached";
 }
@@ -90,9 +88,8 @@ TEST_F(TopDirsTest, WritesActiveEntriesAndCountsTheNextIndexAmongThem) {
 
   seconds.assign(seconds.size(), 0);
   ASSERT_TRUE(ReadTopDirsXmlFile(path, list));
-  EXPECT_EQ(All(list.dirs), (Texts{"0/", "2/a&\"b/"}));
-  EXPECT_EQ(list.SecondsOf(1), 17);
-  EXPECT_EQ(list.next_to_index, 1);
+  EXPECT_EQ(All(list.dirs), "0/;2/a&\"b/;");
+  EXPECT_TRUE(list.SecondsOf(1) == 17 && list.next_to_index == 1);
   EXPECT_EQ(list.gmt_millis, 18) << "written in hexadecimal, read as the decimal digits before the first letter";
 }
 
@@ -119,10 +116,8 @@ TEST_F(TopDirsTest, ReadsDamagedFilesLeniently) {
                  "<contents>\n<stats next_to_index=\"-2\" />\n<dir vguid=\"v\" path=\"2/Volumes/Data2/x/\" />\n"
                  "<dir path=\"2/Users/x/\" secs_to_scan=\"5\" />\n<dir vguid=\"v000aaaa\" />\n");
   ASSERT_TRUE(ReadTopDirsXmlFile(path, list));
-  EXPECT_EQ(list.next_to_index, 0);
-  EXPECT_EQ(All(list.vguids), (Texts{kOtherGuid, "", "v000aaaa"})) << "/Volumes/Data is a mere prefix";
-  EXPECT_EQ(list.SecondsOf(1), 5);
-  EXPECT_FALSE(list.IsActive(1) || list.IsActive(2));
+  EXPECT_EQ(All(list.vguids), kOtherGuid + std::string(";;v000aaaa;")) << "/Volumes/Data is a mere prefix";
+  EXPECT_TRUE(list.next_to_index == 0 && list.SecondsOf(1) == 5 && !list.IsActive(1) && !list.IsActive(2));
 }
 
 TEST_F(TopDirsTest, VerifyingDropsAVolumeThatWentAway) {
@@ -142,21 +137,17 @@ TEST_F(TopDirsTest, VerifyingDropsAVolumeThatWentAway) {
 
   const TqString top = "/Volumes/Data/b_-backslash-_c";
   EXPECT_FALSE(VerifyMountPointsAndCorrectTopDirs(list, &top));
-  EXPECT_EQ(All(list.dirs), (Texts{"", "", "2/Volumes/Stays/x/"}));
-  EXPECT_TRUE(list.IsActive(2));
-  EXPECT_TRUE(fake.Has(good) && !fake.Has(good + ".future"));
+  EXPECT_EQ(All(list.dirs), ";;2/Volumes/Stays/x/;");
+  EXPECT_TRUE(list.IsActive(2) && fake.Has(good) && !fake.Has(good + ".future"));
   EXPECT_EQ(list.num_times_mount_points_verified, 3);
 }
 
 TEST_F(TopDirsTest, FromThe21stOnVerifiesAtMostOnceInFiveMinutes) {
   AddEntry("0/Volumes/Gone/", kDiskGuid);
   list.num_times_mount_points_verified = 20;
-  for (const std::int64_t waited : {0, 299'999}) {
+  for (const auto& [waited, isDue] : {std::pair{0, false}, {299'999, false}, {1, true}}) {
     fake.nowMillis += waited;
-    EXPECT_TRUE(VerifyMountPointsAndCorrectTopDirs(list, nullptr));
-    EXPECT_EQ(list.num_times_mount_points_verified, 20);
+    EXPECT_EQ(VerifyMountPointsAndCorrectTopDirs(list, nullptr), !isDue) << waited;
+    EXPECT_EQ(list.num_times_mount_points_verified, isDue ? 21 : 20) << waited;
   }
-  fake.nowMillis += 1;
-  EXPECT_FALSE(VerifyMountPointsAndCorrectTopDirs(list, nullptr));
-  EXPECT_EQ(list.num_times_mount_points_verified, 21);
 }
