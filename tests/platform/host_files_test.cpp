@@ -164,8 +164,8 @@ TEST_F(HostFilesTest, OpensInEveryModeWithoutHangingOrFollowing) {
   EXPECT_TRUE(files.Write(descriptor, "hello world", 11, written) == 0 && written == 11);
   char text[6] = "";
   std::size_t got = 0;
-  EXPECT_TRUE(files.Seek(descriptor, 6) == 0 && files.Read(descriptor, text, 5, got) == 0);
-  EXPECT_STREQ(text, "world");
+  EXPECT_TRUE(files.Seek(descriptor, 6) == 0 && files.Read(descriptor, text, 5, got) == 0 &&
+              text == std::string("world"));
   EXPECT_TRUE(files.Read(descriptor, text, 5, got) == 0 && got == 0);
   EXPECT_EQ(Open("new", OpenMode::kCreateExclusive), EEXIST);
   MakeLink("link", "elsewhere");
@@ -184,8 +184,8 @@ TEST_F(HostFilesTest, OpensInEveryModeWithoutHangingOrFollowing) {
   MakeFifo();
   EXPECT_EQ(Open("fifo", OpenMode::kRead), 0);
   Reset();
-  EXPECT_EQ(Open("fifo", OpenMode::kAppendNoFollow), ENXIO);
-  EXPECT_EQ(Open("fifo", OpenMode::kWriteTruncate), ENXIO);
+  for (const OpenMode mode : {OpenMode::kAppendNoFollow, OpenMode::kWriteTruncate})
+    EXPECT_EQ(Open("fifo", mode), ENXIO);
 }
 
 TEST_F(HostFilesTest, TellsOfAFullDiskAndLocksExclusively) {
@@ -229,10 +229,10 @@ TEST_F(HostFilesTest, GivesExactModesWhateverTheUmask) {
 TEST_F(HostFilesTest, RenamesReplacesUnlinksAndNamesTemporaries) {
   Put("from", "new");
   Put("to", "old");
-  EXPECT_TRUE(files.Rename(At("from").c_str(), At("to").c_str()) == 0 && Content("to") == "new");
-  EXPECT_EQ(files.Rename(At("from").c_str(), At("to").c_str()), ENOENT);
-  EXPECT_EQ(files.Unlink(At("to").c_str()), 0);
-  EXPECT_EQ(files.Unlink(At("to").c_str()), ENOENT);
+  const std::string from = At("from"), to = At("to");
+  EXPECT_TRUE(files.Rename(from.c_str(), to.c_str()) == 0 && Content("to") == "new");
+  EXPECT_EQ(files.Rename(from.c_str(), to.c_str()), ENOENT);
+  EXPECT_TRUE(files.Unlink(to.c_str()) == 0 && files.Unlink(to.c_str()) == ENOENT);
 
   std::string made[2];
   for (std::string& path : made) {
