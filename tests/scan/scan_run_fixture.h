@@ -26,15 +26,13 @@ class ScanRunTest : public ScanTest {
   }
   void SelectBoth() { Select({{kRootGuid, "/"}, {kDiskGuid, "/Volumes/Drive/"}}); }
   /// One run; its exit status.
-  int Run(void (*change)(TqRunState&) = nullptr) {
+  int Run(void (*change)(TqRunState&) = nullptr) try {
     TqRunState run;
     run.processStartMillis = fake.nowMillis;
     if (change != nullptr) change(run);
-    try {
-      RunScan(run);
-    } catch (const ExitCalled& exit) {
-      return exit.status;
-    }
+    RunScan(run);
+  } catch (const ExitCalled& exit) {
+    return exit.status;
   }
   std::string List(const std::string& name) { return fake.ReadFile(Data("tqfilelists/") + name); }
   bool HasList(const std::string& name) { return fake.Has(Data("tqfilelists/") + name); }

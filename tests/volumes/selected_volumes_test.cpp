@@ -34,11 +34,10 @@ TEST_F(SelectedVolumesTest, ListNamesOnlyWhenAllExist) {
   const auto get = [&] { return TqUiUtil::GetVecOf_SelForBackup_PerVolumeGuidFileList_FileNames(paths); };
   EXPECT_FALSE(get());
   WriteSettingsFile({{kRootGuid, "/"}, {kDiskGuid, "/Volumes/Disk/"}});
-  fake.WriteFile(Data("tqfilelists/v000rrrrrrrrrrrrrrrrrrrrrrrr_root_filelist.dat"), "#\n");
+  fake.WriteFile(ListPath("v000rrrrrrrrrrrrrrrrrrrrrrrr_root"), "#\n");
   EXPECT_TRUE(!get() && paths.Count() == 0);
-  fake.WriteFile(Data("tqfilelists/v001aaaaaaaaaaaaaaaaaaaaaaaa_disk_filelist.dat"), "#\n");
-  EXPECT_TRUE(get() && paths.Count() == 2 &&
-              paths.At(1).EndsWith("tqfilelists/v001aaaaaaaaaaaaaaaaaaaaaaaa_disk_filelist.dat"));
+  fake.WriteFile(ListPath("v001aaaaaaaaaaaaaaaaaaaaaaaa_disk"), "#\n");
+  EXPECT_TRUE(get() && paths.Count() == 2 && paths.At(1) == ListPath("v001aaaaaaaaaaaaaaaaaaaaaaaa_disk"));
 }
 
 TEST_F(SelectedVolumesTest, DisplayListAndSummary) {
