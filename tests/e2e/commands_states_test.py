@@ -1,7 +1,6 @@
 """The commands in every state of the client: during a scan, without data folder or settings, with damaged state files.
 And what single commands do besides printing: locks, modes, files written."""
 
-import fcntl
 import os
 import pathlib
 import shutil
@@ -103,24 +102,6 @@ class States(ScanCase):
 
 
 class Effects(ScanCase):
-    def test_an_exclusive_file(self):
-        root = self.new_root()
-        root.write(A_FILE, "one\n")
-        opening = f"Opening this file exclusively: {A_FILE}\n"
-        with open(root.path(A_FILE), "rb") as file:
-            fcntl.flock(file, fcntl.LOCK_EX)
-            self.assertEqual(root.run("-open_file_exclusive", A_FILE).out,
-                             f"{opening}File exists but TqOpenFileReadOnlyExclusive Failed on: {A_FILE}, errStr=ERROR: "
-                             f"exclusive lock failed with errno=11, on file: {A_FILE}\n")
-            fcntl.flock(file, fcntl.LOCK_UN)
-            holder = root.start("-open_file_exclusive", A_FILE)
-            printed = mac_root.wait_until(lambda: os.pread(holder.outputs[0].fileno(), 9999, 0), "the holder's lines")
-            self.assertEqual(printed.decode(), opening + "Holding file exclusively seconds=0 ...\n")
-            self.assertRaises(BlockingIOError, fcntl.flock, file, fcntl.LOCK_EX | fcntl.LOCK_NB)
-            holder.kill()
-            self.assertEqual(root.finish(holder).status, -9)
-            fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
-
     def test_volume_list_file(self):
         root = self.new_root(data="/Users/d")
         root.mount_volume("New", visible=False, identity=False)

@@ -36,10 +36,17 @@ TEST_F(CommandsTest, ForksAndSignaturesOfTheMac) {
 }
 
 TEST_F(CommandsTest, ExclusiveFileIsHeldToItsEnd) {
+  const std::string opening = "Opening this file exclusively: /tmp/file\n";
   fake.WriteFile("/tmp/file", "x");
   EXPECT_EQ(Call({"-open_file_exclusive", "/tmp/file"}), 0);
+  EXPECT_TRUE(out.starts_with(opening + "Holding file exclusively seconds=0 ...\n"));
   EXPECT_TRUE(out.ends_with("Holding file exclusively seconds=4995 ...\nReleased file: /tmp/file\n"));
   EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(1000, 5'000'000));
+  Fail("lock", "/tmp/file", EAGAIN);
+  EXPECT_EQ(Call({"-open_file_exclusive", "/tmp/file"}), 0);
+  EXPECT_EQ(out, opening +
+                     "File exists but TqOpenFileReadOnlyExclusive Failed on: /tmp/file, errStr=ERROR: exclusive "
+                     "lock failed with errno=11, on file: /tmp/file\n");
 }
 
 TEST_F(CommandsTest, NoVolumeAtAllWritesNoList) {
