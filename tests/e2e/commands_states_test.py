@@ -84,13 +84,9 @@ class States(ScanCase):
             root = self.new_root()
             root.write(A_FILE, "one\n")
             root.mkdir(root.reports)
+            spoil = {"fifo": lambda file: os.mkfifo(root.path(file)), "folder": root.mkdir}
             for name in STATE_FILES if damage is not None else ():
-                if damage == "fifo":
-                    os.mkfifo(root.path(root.data + name))
-                elif damage == "folder":
-                    root.mkdir(root.data + name)
-                else:
-                    root.write(root.data + name, damage)
+                spoil.get(damage, lambda file: root.write(file, damage))(root.data + name)
             settings = tree(root).get(root.path(root.data + "tqinfo.xml"))
             for words in every_command():
                 if words[0] == "-pingdrives_thatare_selectedforbackup" or (words[0] in SCANS and damage != "fifo"):

@@ -75,10 +75,9 @@ class MacRoot:
         self._running = []
         self._mount("-t", "tmpfs", "-o", "mode=0755,size=1g", "tqroot", self._root)
         atexit.register(self.close)
-        for folder in ("/proc", "/Volumes", "/private/tmp", "/Applications", "/Users", "/tmp",
-                       "/System/Library/CoreServices", INSTALL):
+        for folder in ("/Volumes", "/private/tmp", "/Applications", "/Users", "/tmp", INSTALL):
             self.mkdir(folder)
-        self._mount("--rbind", "/proc", self._root + "/proc")
+        self.bind("/proc", "/proc")
         self.write("/System/Library/CoreServices/SystemVersion.plist",
                    '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0">\n<dict>\n<key>ProductVersion</key>\n'
                    "<string>10.15.7</string>\n</dict>\n</plist>\n")
@@ -123,9 +122,6 @@ class MacRoot:
             out.truncate(size)
         if seconds is not None:
             os.utime(target, (seconds, seconds))
-
-    def sparse(self, file, size, seconds=None):
-        self.write(file, b"", seconds, size)
 
     def mount_volume(self, name, vguid=None, size="256m", visible=True, identity=True):
         """Mounts a tmpfs at /Volumes/<name>, with identity and one visible file, as an ordinary volume has them."""
@@ -279,15 +275,13 @@ backup_schedule_detail="none" backup_schedule_end_hour="none" >
         return "".join(self.read(folder + name).decode("utf-8", "surrogateescape") for name in self.names(folder))
 
     def close(self):
-        if self._root is None:
-            return
         for process in self._running:
             process.kill()
             process.wait()
+        self._running = []
         subprocess.run(["umount", "--lazy", self._root], capture_output=True)
         with contextlib.suppress(OSError):
             os.rmdir(self._root)
-        self._root = None
 
 
 def now_millis():

@@ -1,5 +1,6 @@
 """What the end-to-end tests share: a root per test, lists compared with the independent walk, runs met in a pause."""
 
+import contextlib
 import os
 import sys
 import time
@@ -62,10 +63,9 @@ class ScanCase(unittest.TestCase):
 
 def unfinished_list(root, volume):
     """The bytes of the volume's list in the making; empty while there is none."""
-    try:
+    with contextlib.suppress(FileNotFoundError):
         return root.read(root.list_path(volume) + ".future")
-    except FileNotFoundError:
-        return b""
+    return b""
 
 
 def wait_for_pause(root, volume):

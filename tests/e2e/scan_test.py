@@ -32,9 +32,8 @@ class OrdinaryScans(ScanCase):
         self.check_start_line(root, photos, began, ended)
         self.check_plan(root)
         self.check_totals(root)
-        self.check_modes(root)
         self.check_registry(root, "1")  # volumes that the registry just learned of count as never seen
-        self.check_log(root)
+        self.check_modes_and_log(root)
         self.assertEqual(self.pings(root, photos), [])  # the old day's log went first
 
         os.rename(root.path("/Users/bob/Documents"), root.path("/Users/bob/Papers"))
@@ -42,8 +41,8 @@ class OrdinaryScans(ScanCase):
         shutil.rmtree(root.path("/Users/Shared"))
         root.write(photos.mount + "2019/June/beach.jpg", "y" * 78)
         root.write(photos.mount + "2020/July/new.jpg", "y")
-        root.sparse(photos.mount + "2020/just under.iso", trees.BIG_FILE - 1)
-        root.sparse(photos.mount + "2020/Disk.ISO", trees.BIG_FILE + 1)
+        root.write(photos.mount + "2020/just under.iso", size=trees.BIG_FILE - 1)
+        root.write(photos.mount + "2020/Disk.ISO", size=trees.BIG_FILE + 1)
         self.assert_ran(root.run())
         self.check_lists(root)
         self.check_registry(root, "5")
@@ -96,11 +95,6 @@ class OrdinaryScans(ScanCase):
         self.assertEqual(root.read(root.lists + "bigfilelist.dat"),
                          b"t\t524288000\t/Users/bob/Movies/Raw/holiday.mov\n")
 
-    def check_modes(self, root):
-        self.assertEqual({root.mode(root.lists + name) for name in root.names(root.lists)}, {0o666})
-        made = (root.lists, root.reports, root.data + "tqlogs/tqfilelist")
-        self.assertEqual({root.mode(folder) for folder in made}, {0o777})
-
     def check_registry(self, root, most_urgent):
         volumes = root.xml("tqvolumes.xml").findall("tqvolume")
         self.assertEqual({(v.get("tqVolumeGuid"), bytes.fromhex(v.get("mountPointPathHex")).decode()) for v in volumes},
@@ -108,8 +102,11 @@ class OrdinaryScans(ScanCase):
         levels = root.xml("tqreports/tqdefcon.xml")
         self.assertEqual(levels.find("volume_defcon_summary").get("most_critial_volume_defcon"), most_urgent)
 
-    def check_log(self, root):
-        self.assertIn(f"tqfilelist{datetime.now(timezone.utc):%d}.log", root.names(root.data + "tqlogs/tqfilelist"))
+    def check_modes_and_log(self, root):
+        logs = root.data + "tqlogs/tqfilelist"
+        self.assertEqual({root.mode(root.lists + name) for name in root.names(root.lists)}, {0o666})
+        self.assertEqual({root.mode(folder) for folder in (root.lists, root.reports, logs)}, {0o777})
+        self.assertIn(f"tqfilelist{datetime.now(timezone.utc):%d}.log", root.names(logs))
         prefix = r"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d \d{10} - | {19}defcon_volume_index=)"
         self.assertRegex(root.log(), rf"\A{prefix}\n{prefix}starting tqfilelist\n({prefix}.*\n)+"
                          rf".*got three hour lock, starting scan\.\.\.\.\n({prefix}.*\n)+"
@@ -141,10 +138,9 @@ class OtherTrees(ScanCase):
             os.chmod(root.path(folder), 0)
         trees.plant_hostile(root, zoo.mount + "animals")
         trees.plant_hostile(root, "/Volumes/Zoo")
-        root.write("/Volumes/Zoo/Users/Shared/.anomaly", "x")
-        root.write("/Volumes/Zoo/Users/Shared/kept", "x")
-        root.write("/Volumes/Zoo/top\\dir/sub\\dir/inner/file.txt", "x")
-        root.write("/Volumes/Zoo/line\nfeed/second\nlevel/file.txt", "x")
+        for file in ("Users/Shared/.anomaly", "Users/Shared/kept", "top\\dir/sub\\dir/inner/file.txt",
+                     "line\nfeed/second\nlevel/file.txt"):
+            root.write(zoo.mount + file, "x")
         trees.plant_deep(root, deep.mount + "a/b", 1002)
         trees.plant_long(root, deep.mount + "long/names")
         self.assert_ran(root.run(may_read_anything=False))

@@ -1,7 +1,7 @@
 """Trees that the end-to-end tests and the demonstration plant."""
 
 import os
-import socket
+import stat
 
 BIG_FILE = 524_288_000
 LONG_AGO = 1_600_000_000
@@ -28,7 +28,7 @@ HOME_WANTED = {
 def plant_home(root):
     for number, files in enumerate((HOME_UNWANTED, *HOME_WANTED.values())):
         for file, size in files.items():
-            root.sparse("/Users/" + file, size, seconds=LONG_AGO + number)
+            root.write("/Users/" + file, size=size, seconds=LONG_AGO + number)
 
 
 def plant_hostile(root, folder):
@@ -50,14 +50,10 @@ def plant_hostile(root, folder):
                          (b"link-to-nothing", b"nowhere")):
         os.symlink(target, root.path(base + link))
     os.mkfifo(root.path(base + b"fifo"))
-    with socket.socket(socket.AF_UNIX) as plug:
-        here = os.open(root.path(base), os.O_RDONLY | os.O_DIRECTORY)
-        plug.bind(f"/proc/self/fd/{here}/socket")
-        os.close(here)
-    for name, seconds in ((b"before-1970", -86_400), (b"epoch", 0), (b"far-future", 8_000_000_000)):
+    os.mknod(root.path(base + b"socket"), stat.S_IFSOCK)
+    for name, seconds in ((b"before-1970", -86_400), (b"epoch", 0), (b"far-future", 8_000_000_000),
+                          (b"half-second", 1_500_000_000.999)):
         root.write(base + name, b"x", seconds)
-    root.write(base + b"half-second", b"x")
-    os.utime(root.path(base + b"half-second"), ns=(1_500_000_000_999_999_999, 1_500_000_000_999_999_999))
 
 
 def plant_deep(root, folder, levels):
