@@ -28,10 +28,16 @@ std::string WithoutTrailingSlash(std::string_view path) {
 }
 
 std::shared_ptr<FakePlatform::Node> ChildOf(const FakePlatform::Node& folder, std::string_view name) {
-  for (const auto& [childName, child] : folder.children) {
+  const auto found = std::ranges::find(folder.children, name, [](const auto& child) { return child.first; });
+  return found != folder.children.end() ? found->second : nullptr;
+}
+
+/// Where the child of that name is or will be.
+std::shared_ptr<FakePlatform::Node>& PlaceOf(FakePlatform::Node& folder, const std::string& name) {
+  for (auto& [childName, child] : folder.children) {
     if (childName == name) return child;
   }
-  return nullptr;
+  return folder.children.emplace_back(name, nullptr).second;
 }
 
 bool RemoveChild(FakePlatform::Node& folder, std::string_view name) {
@@ -85,11 +91,8 @@ std::shared_ptr<FakePlatform::Node> FakePlatform::ParentOf(std::string_view path
 FakePlatform::Node& FakePlatform::MakeFolders(std::string_view path) {
   std::shared_ptr<Node> node = root_;
   for (const std::string& part : Components(path)) {
-    std::shared_ptr<Node> child = ChildOf(*node, part);
-    if (child == nullptr) {
-      child = NewNode(EntryKind::kDirectory);
-      node->children.emplace_back(part, child);
-    }
+    std::shared_ptr<Node>& child = PlaceOf(*node, part);
+    if (child == nullptr) child = NewNode(EntryKind::kDirectory);
     node = child;
   }
   return *node;
@@ -98,14 +101,9 @@ FakePlatform::Node& FakePlatform::MakeFolders(std::string_view path) {
 FakePlatform::Node& FakePlatform::MakeSpecial(std::string_view path, EntryKind kind, std::string_view content) {
   const std::string plain = WithoutTrailingSlash(path);
   const std::size_t nameStart = plain.rfind('/') + 1;
-  Node& folder = MakeFolders(plain.substr(0, nameStart));
-  std::shared_ptr<Node> node = NewNode(kind);
-  node->content = content;
-  for (auto& [childName, child] : folder.children) {
-    if (childName == plain.substr(nameStart)) return *(child = node);
-  }
-  folder.children.emplace_back(plain.substr(nameStart), node);
-  return *node;
+  Node& node = *(PlaceOf(MakeFolders(plain.substr(0, nameStart)), plain.substr(nameStart)) = NewNode(kind));
+  node.content = content;
+  return node;
 }
 
 bool FakePlatform::Remove(std::string_view path) {
@@ -225,9 +223,8 @@ int FakePlatform::Open(const char* path, OpenMode openMode, unsigned mode, int& 
     const std::shared_ptr<Node> parent = ParentOf(path, name);
     if (parent == nullptr) return ENOENT;
     if (diskBytesLeft == 0) return ENOSPC;
-    node = NewNode(EntryKind::kRegular);
+    node = PlaceOf(*parent, name) = NewNode(EntryKind::kRegular);
     node->mode = mode & ~022U;
-    parent->children.emplace_back(name, node);
   } else if (openMode == OpenMode::kWriteTruncate) {
     node->content.clear();
     node->modTimeSec = nowMillis / 1000 + fileClockAheadSeconds;
@@ -286,16 +283,15 @@ int FakePlatform::Rename(const char* from, const char* to) {
   if (target != nullptr && target->kind == EntryKind::kDirectory && node->kind != EntryKind::kDirectory) return EISDIR;
   RemoveChild(*fromFolder, fromName);
   RemoveChild(*toFolder, toName);
-  toFolder->children.emplace_back(toName, node);
+  PlaceOf(*toFolder, toName) = node;
   return 0;
 }
 
 int FakePlatform::Unlink(const char* path) {
-  EntryKind kind{};
-  if (const int error = Look("unlink", path, false, [&](const Node& node) { kind = node.kind; }); error != 0) {
-    return error;
-  }
-  return kind == EntryKind::kDirectory ? EISDIR : (Remove(path), 0);
+  bool isFolder = false;
+  const int error = Look("unlink", path, false, [&](Node& node) { isFolder = node.kind == EntryKind::kDirectory; });
+  if (error == 0 && !isFolder) Remove(path);
+  return isFolder ? EISDIR : error;
 }
 
 int FakePlatform::MakeDirectory(const char* path, unsigned mode) {
@@ -304,9 +300,7 @@ int FakePlatform::MakeDirectory(const char* path, unsigned mode) {
   const std::shared_ptr<Node> parent = ParentOf(path, name);
   if (parent == nullptr) return name.empty() ? EEXIST : ENOENT;
   if (ChildOf(*parent, name) != nullptr) return EEXIST;
-  std::shared_ptr<Node> node = NewNode(EntryKind::kDirectory);
-  node->mode = mode;
-  parent->children.emplace_back(name, std::move(node));
+  (PlaceOf(*parent, name) = NewNode(EntryKind::kDirectory))->mode = mode;
   return 0;
 }
 

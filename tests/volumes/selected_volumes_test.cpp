@@ -25,8 +25,7 @@ TEST_F(SelectedVolumesTest, EverySelectedVolumeIsThereAttachedOrNot) {
     EXPECT_TRUE(list.Get(i)->volumeIsSelectedForBackup && list.Get(i)->volumeIsCurrentlyConnected == (i > 0)) << i;
   }
   AddIdentified("/Volumes/Second", kDiskGuid);  // a copied drive: the one at the settings' place counts
-  ASSERT_TRUE(TqInfoManager::GetVolumesSelectedForBackup(list));
-  EXPECT_STREQ(list.Get(1)->mountPointPath.c_str(), "/Volumes/Second/");
+  EXPECT_TRUE(TqInfoManager::GetVolumesSelectedForBackup(list) && list.Get(1)->mountPointPath == "/Volumes/Second/");
 }
 
 TEST_F(SelectedVolumesTest, ListNamesOnlyWhenAllExist) {

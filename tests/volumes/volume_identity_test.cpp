@@ -33,7 +33,7 @@ TEST_F(VolumeIdentityTest, WritesTheExactFiles) {
       "associated_hguid=\"0123456789abcdef01234567\" />\n</contents>\n");
   EXPECT_EQ(fake.Find("/Volumes/Disk/.tqvol/tqscratch/tqcurrentlargefile")->mode, 0777U);
   ASSERT_EQ(Write("/", kRootGuid), "");
-  EXPECT_NE(fake.ReadFile(systemFile).find("backing up the System Volume (/)\" />\n"), std::string::npos);
+  EXPECT_EQ(Count(fake.ReadFile(systemFile), "backing up the System Volume (/)\" />\n"), 1);
   EXPECT_EQ(
       fake.ReadFile(Data("tqvol_system_volume/README.txt")),
       "WARNING: do not delete this directory or these files.  If you do,\nKestrune will stop backing up the System "
