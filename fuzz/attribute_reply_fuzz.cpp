@@ -65,17 +65,11 @@ void Try(std::uint8_t decoder, Reply reply) {
 
 std::vector<std::vector<std::uint8_t>> BuiltInInputs() {
   using namespace mac_replies;
-  Bytes finder = FileReply();
-  Put(finder, 0, std::uint32_t{40});
-  Bytes hole = Without(FileReply(), 76, 32);
-  Put(hole, 4, std::uint32_t{0x80040E08});
-  Bytes plain = Without(FileReply(), 4, 20);
-  Put(plain, 0, std::uint32_t{120});
   const std::pair<std::uint8_t, Bytes> all[] = {{0, FileReply()},
                                                 {0, DirectoryReply()},
-                                                {0, hole},
-                                                {1, plain},
-                                                {2, finder},
+                                                {0, FileReplyWithoutFinderInfo()},
+                                                {1, WithoutReturnedSet(FileReply(), 120)},
+                                                {2, With(FileReply(), 0, std::uint32_t{40})},
                                                 {3, VolumeReply("/dev/disk3s1s1")},
                                                 {4, Bytes(20, std::byte{6})}};
   std::vector<std::vector<std::uint8_t>> inputs{{}};

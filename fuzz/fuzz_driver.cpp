@@ -16,27 +16,17 @@ constexpr std::size_t kLongestInput = 512;
 /// Bytes that are likely to upset arithmetic.
 constexpr std::uint8_t kEdgeBytes[] = {0x00, 0x01, 0x7F, 0x80, 0xFE, 0xFF};
 
-/// Changes one thing: a byte, a run of bytes, or the length.
+/// Changes one thing: a run of bytes, or the length.
 void Vary(Input& input, std::mt19937& random) {
-  const auto below = [&random](std::size_t bound) { return bound == 0 ? 0 : random() % bound; };
-  const std::size_t at = below(input.size());
-  const auto from = input.begin() + static_cast<std::ptrdiff_t>(at);
-  switch (random() % 5) {
-    case 0:
-      if (!input.empty()) input[at] = static_cast<std::uint8_t>(random());
-      break;
-    case 1:
-      if (!input.empty()) input[at] = kEdgeBytes[below(std::size(kEdgeBytes))];
-      break;
-    case 2:
-      std::fill_n(from, std::min<std::size_t>(below(9), input.size() - at), kEdgeBytes[below(std::size(kEdgeBytes))]);
-      break;
-    case 3:
-      input.resize(at);
-      break;
-    default:
-      input.resize(std::min(kLongestInput, input.size() + below(64)), static_cast<std::uint8_t>(random()));
-      break;
+  const bool isEdge = random() % 2 == 0;
+  const auto byte = isEdge ? kEdgeBytes[random() % std::size(kEdgeBytes)] : static_cast<std::uint8_t>(random());
+  const std::size_t at = random() % (input.size() + 1);
+  const std::size_t run = std::min(isEdge ? random() % 9 : 1, input.size() - at);
+  const auto length = random() % 2 == 0 ? at : std::min(kLongestInput, input.size() + random() % 64);
+  if (random() % 5 < 3) {
+    std::fill_n(input.begin() + static_cast<std::ptrdiff_t>(at), run, byte);
+  } else {
+    input.resize(length, byte);
   }
 }
 

@@ -5,8 +5,6 @@
 #include <cstring>
 #include <sstream>
 
-#include "platform/property_files.h"
-
 namespace {
 
 using platform::EntryKind;
@@ -30,18 +28,20 @@ std::string WithoutTrailingSlash(std::string_view path) {
 }
 
 std::shared_ptr<FakePlatform::Node> ChildOf(const FakePlatform::Node& folder, std::string_view name) {
-  for (const auto& [childName, child] : folder.children) {
+  const auto found = std::ranges::find(folder.children, name, [](const auto& child) { return child.first; });
+  return found != folder.children.end() ? found->second : nullptr;
+}
+
+/// Where the child of that name is or will be.
+std::shared_ptr<FakePlatform::Node>& PlaceOf(FakePlatform::Node& folder, const std::string& name) {
+  for (auto& [childName, child] : folder.children) {
     if (childName == name) return child;
   }
-  return nullptr;
+  return folder.children.emplace_back(name, nullptr).second;
 }
 
 bool RemoveChild(FakePlatform::Node& folder, std::string_view name) {
   return std::erase_if(folder.children, [&](const auto& child) { return child.first == name; }) > 0;
-}
-
-std::int64_t SizeOf(const FakePlatform::Node& node) {
-  return node.fakeSize.value_or(static_cast<std::int64_t>(node.content.size()));
 }
 
 }  // namespace
@@ -91,11 +91,8 @@ std::shared_ptr<FakePlatform::Node> FakePlatform::ParentOf(std::string_view path
 FakePlatform::Node& FakePlatform::MakeFolders(std::string_view path) {
   std::shared_ptr<Node> node = root_;
   for (const std::string& part : Components(path)) {
-    std::shared_ptr<Node> child = ChildOf(*node, part);
-    if (child == nullptr) {
-      child = NewNode(EntryKind::kDirectory);
-      node->children.emplace_back(part, child);
-    }
+    std::shared_ptr<Node>& child = PlaceOf(*node, part);
+    if (child == nullptr) child = NewNode(EntryKind::kDirectory);
     node = child;
   }
   return *node;
@@ -104,14 +101,9 @@ FakePlatform::Node& FakePlatform::MakeFolders(std::string_view path) {
 FakePlatform::Node& FakePlatform::MakeSpecial(std::string_view path, EntryKind kind, std::string_view content) {
   const std::string plain = WithoutTrailingSlash(path);
   const std::size_t nameStart = plain.rfind('/') + 1;
-  Node& folder = MakeFolders(plain.substr(0, nameStart));
-  std::shared_ptr<Node> node = NewNode(kind);
-  node->content = content;
-  for (auto& [childName, child] : folder.children) {
-    if (childName == plain.substr(nameStart)) return *(child = node);
-  }
-  folder.children.emplace_back(plain.substr(nameStart), node);
-  return *node;
+  Node& node = *(PlaceOf(MakeFolders(plain.substr(0, nameStart)), plain.substr(nameStart)) = NewNode(kind));
+  node.content = content;
+  return node;
 }
 
 bool FakePlatform::Remove(std::string_view path) {
@@ -126,9 +118,10 @@ std::string FakePlatform::ReadFile(std::string_view path) {
 }
 
 int FakePlatform::Look(std::string_view operation, std::string_view path, bool followLast,
-                       std::shared_ptr<Node>& node) const {
+                       const std::function<void(Node&)>& take) const {
   if (const int error = Fault(operation, path); error != 0) return error;
-  node = Resolve(path, followLast);
+  const std::shared_ptr<Node> node = Resolve(path, followLast);
+  if (node != nullptr) take(*node);
   return node == nullptr ? ENOENT : 0;
 }
 
@@ -164,19 +157,8 @@ void FakePlatform::Unmount(std::string_view path, bool leaveFolder) {
 }
 
 FakePlatform::FakeVolume* FakePlatform::VolumeAt(std::string_view mountPoint) {
-  const std::string plain = WithoutTrailingSlash(mountPoint);
-  for (FakeVolume& volume : volumes) {
-    if (volume.path == plain) return &volume;
-  }
-  return nullptr;
-}
-
-int FakePlatform::ListMountedVolumes(std::vector<platform::MountedVolume>& mounted) {
-  mounted.clear();
-  for (const FakeVolume& volume : volumes) {
-    mounted.push_back({volume.path, volume.isLocal, volume.isBrowsable, volume.error});
-  }
-  return listVolumesErrno;
+  const auto found = std::ranges::find(volumes, WithoutTrailingSlash(mountPoint), &FakeVolume::path);
+  return found != volumes.end() ? &*found : nullptr;
 }
 
 int FakePlatform::QueryVolume(const char* mountPoint, platform::VolumeAttributes& attributes) {
@@ -187,102 +169,41 @@ int FakePlatform::QueryVolume(const char* mountPoint, platform::VolumeAttributes
   return volume->queryErrno;
 }
 
-platform::PropertyListStatus FakePlatform::ReadBackupDestinations(const char* path,
-                                                                  std::vector<platform::DestinationValue>& values) {
-  values.clear();
-  platform::PropertyValue dictionary;
-  const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, dictionary);
-  if (status == platform::PropertyListStatus::kOk) platform::CollectDestinationValues(dictionary, values);
-  return status;
-}
-
 // --- queries ---
 
 platform::ListResult FakePlatform::ListDirectory(const char* path, platform::EntryVisitor& visitor) {
-  std::shared_ptr<Node> folder;
-  if (const int error = Look("list", path, true, folder); error != 0) return {error, 0};
-  if (folder->kind != EntryKind::kDirectory) return {ENOTDIR, 0};
-  if (folder->openErrno != 0) return {folder->openErrno, 0};
+  Node folder;  // a copy: the visitor may change the tree
+  if (const int error = Look("list", path, true, [&](Node& node) { folder = node; }); error != 0) return {error, 0};
+  if (folder.kind != EntryKind::kDirectory) return {ENOTDIR, 0};
+  if (folder.openErrno != 0) return {folder.openErrno, 0};
   std::int64_t visited = 0;
-  for (const auto& [name, node] : std::vector(folder->children)) {
-    if (folder->readErrno != 0 && visited++ >= folder->readErrnoAfter) break;
+  for (const auto& [name, node] : folder.children) {
+    if (folder.readErrno != 0 && visited++ >= folder.readErrnoAfter) break;
     platform::EntryAttributes attributes;
     const std::string full = WithoutTrailingSlash(path) + (std::string_view(path) == "/" ? "" : "/") + name;
     const int error = QueryEntry(full.c_str(), attributes);
     if (!visitor.OnEntry(name, error, attributes)) break;
   }
-  return {0, folder->readErrno};
+  return {0, folder.readErrno};
 }
 
 int FakePlatform::QueryEntry(const char* path, platform::EntryAttributes& attributes) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("query", path, false, node); error != 0) return error;
-  if (node->queryErrno != 0) return node->queryErrno;
-  attributes = {node->kind, SizeOf(*node),     node->rsrcSize, node->modTimeSec, node->createTimeSec,
-                0,          node->finderFlags, node->linkCount};
-  return 0;
-}
-
-int FakePlatform::Lstat(const char* path, platform::StatFacts& facts) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("lstat", path, false, node); error != 0) return error;
-  if (node->statErrno != 0) return node->statErrno;
-  facts = {node->kind, SizeOf(*node), node->modTimeSec, node->linkCount};
-  return 0;
-}
-
-int FakePlatform::QueryFinderFlags(const char* path, std::uint16_t& finderFlags) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("finder", path, false, node); error != 0) return error;
-  finderFlags = node->finderFlags;
-  return node->finderErrno;
-}
-
-int FakePlatform::QueryBackupExclusion(const char* path, bool& excluded) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("exclusion", path, false, node); error != 0) return error;
-  excluded = node->backupExcluded;
-  return 0;
-}
-
-int FakePlatform::StatThroughLinks(const char* path, platform::FileFacts& facts) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("stat", path, true, node); error != 0) return error;
-  if (node->statErrno != 0) return node->statErrno;
-  facts = {node->kind, SizeOf(*node), node->modTimeSec, node->linkCount};
-  return 0;
-}
-
-int FakePlatform::ReadResourceFork(const char* path, std::string& bytes) {
-  const std::shared_ptr<Node> node = Resolve(path, true);
-  if (node == nullptr) return ENOENT;
-  bytes = node->resourceFork;
-  return node->readErrno;
-}
-
-bool FakePlatform::HasValidCodeSignature(const char* path) {
-  const std::shared_ptr<Node> node = Resolve(path, true);
-  return node != nullptr && node->isSigned;
-}
-
-int FakePlatform::QueryAccess(const char* path, platform::AccessFacts& facts) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("stat", path, true, node); error != 0) return error;
-  facts = {node->userId, node->groupId, node->mode};
-  return 0;
+  return Look("query", path, false, [&](const Node& node) {
+    attributes = {node.kind,          node.Size(), node.rsrcSize,    node.modTimeSec,
+                  node.createTimeSec, 0,           node.finderFlags, node.linkCount};
+  });
 }
 
 int FakePlatform::QueryMountIdentity(const char* path, platform::MountIdentity& identity) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("mountid", path, true, node); error != 0) return error;
-  const FakeVolume* holder = nullptr;
-  for (std::string at = WithoutTrailingSlash(path); holder == nullptr && !at.empty(); at.resize(at.rfind('/'))) {
-    holder = VolumeAt(at);
-  }
-  if (holder == nullptr) holder = VolumeAt("/");
-  const std::uint64_t id = holder != nullptr ? holder->mountId : 0;
-  identity = {id, node->inode, id};
-  return 0;
+  return Look("mountid", path, true, [&](const Node& node) {
+    const FakeVolume* holder = nullptr;
+    for (std::string at = WithoutTrailingSlash(path); holder == nullptr && !at.empty(); at.resize(at.rfind('/'))) {
+      holder = VolumeAt(at);
+    }
+    if (holder == nullptr) holder = VolumeAt("/");
+    const std::uint64_t id = holder != nullptr ? holder->mountId : 0;
+    identity = {id, node.inode, id};
+  });
 }
 
 // --- descriptors ---
@@ -302,9 +223,8 @@ int FakePlatform::Open(const char* path, OpenMode openMode, unsigned mode, int& 
     const std::shared_ptr<Node> parent = ParentOf(path, name);
     if (parent == nullptr) return ENOENT;
     if (diskBytesLeft == 0) return ENOSPC;
-    node = NewNode(EntryKind::kRegular);
+    node = PlaceOf(*parent, name) = NewNode(EntryKind::kRegular);
     node->mode = mode & ~022U;
-    parent->children.emplace_back(name, node);
   } else if (openMode == OpenMode::kWriteTruncate) {
     node->content.clear();
     node->modTimeSec = nowMillis / 1000 + fileClockAheadSeconds;
@@ -312,12 +232,6 @@ int FakePlatform::Open(const char* path, OpenMode openMode, unsigned mode, int& 
   descriptor = nextDescriptor_++;
   open_[descriptor] = {node, path};
   return 0;
-}
-
-int FakePlatform::Close(int descriptor) {
-  const int error = Fault("close", FileAt(descriptor).path);
-  open_.erase(descriptor);
-  return error;
 }
 
 int FakePlatform::Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) {
@@ -348,17 +262,11 @@ int FakePlatform::Write(int descriptor, const void* buffer, std::size_t bytes, s
   return isShort ? ENOSPC : 0;
 }
 
-int FakePlatform::StatDescriptor(int descriptor, platform::FileFacts& facts) {
-  const OpenFile& file = FileAt(descriptor);
-  facts = {file.node->kind, SizeOf(*file.node), file.node->modTimeSec, file.node->linkCount};
-  return 0;
-}
-
 int FakePlatform::ChangeDescriptorMode(int descriptor, unsigned mode) {
   const OpenFile& file = FileAt(descriptor);
-  if (const int error = Fault("chmod", file.path); error != 0) return error;
-  file.node->mode = mode;
-  return 0;
+  const int error = Fault("chmod", file.path);
+  if (error == 0) file.node->mode = mode;
+  return error;
 }
 
 // --- changing names ---
@@ -375,16 +283,15 @@ int FakePlatform::Rename(const char* from, const char* to) {
   if (target != nullptr && target->kind == EntryKind::kDirectory && node->kind != EntryKind::kDirectory) return EISDIR;
   RemoveChild(*fromFolder, fromName);
   RemoveChild(*toFolder, toName);
-  toFolder->children.emplace_back(toName, node);
+  PlaceOf(*toFolder, toName) = node;
   return 0;
 }
 
 int FakePlatform::Unlink(const char* path) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("unlink", path, false, node); error != 0) return error;
-  if (node->kind == EntryKind::kDirectory) return EISDIR;
-  Remove(path);
-  return 0;
+  bool isFolder = false;
+  const int error = Look("unlink", path, false, [&](Node& node) { isFolder = node.kind == EntryKind::kDirectory; });
+  if (error == 0 && !isFolder) Remove(path);
+  return isFolder ? EISDIR : error;
 }
 
 int FakePlatform::MakeDirectory(const char* path, unsigned mode) {
@@ -393,16 +300,7 @@ int FakePlatform::MakeDirectory(const char* path, unsigned mode) {
   const std::shared_ptr<Node> parent = ParentOf(path, name);
   if (parent == nullptr) return name.empty() ? EEXIST : ENOENT;
   if (ChildOf(*parent, name) != nullptr) return EEXIST;
-  std::shared_ptr<Node> node = NewNode(EntryKind::kDirectory);
-  node->mode = mode;
-  parent->children.emplace_back(name, std::move(node));
-  return 0;
-}
-
-int FakePlatform::ChangeMode(const char* path, unsigned mode) {
-  std::shared_ptr<Node> node;
-  if (const int error = Look("chmod", path, false, node); error != 0) return error;
-  node->mode = mode;
+  (PlaceOf(*parent, name) = NewNode(EntryKind::kDirectory))->mode = mode;
   return 0;
 }
 
@@ -413,32 +311,4 @@ int FakePlatform::MakeTemporaryFile(std::string_view directory, std::string_view
   if (const int error = Fault("temp", path); error != 0) return error;
   WriteFile(path, "").mode = 0600;
   return 0;
-}
-
-// --- the machine ---
-
-void FakePlatform::SleepMicros(std::int64_t micros) {
-  sleepsMicros.push_back(micros);
-  nowMillis += micros / 1000;
-  if (onSleep) onSleep(micros);
-}
-
-std::uint32_t FakePlatform::RandomBelow(std::uint32_t bound) {
-  const std::uint32_t index = randomIndex_++;
-  const std::uint32_t drawn = index < randoms.size() ? randoms[index] : index;
-  return bound == 0 ? 0 : drawn % bound;
-}
-
-platform::PropertyListStatus FakePlatform::ReadProductVersion(const char* path, std::string& version) {
-  version.clear();
-  platform::PropertyValue dictionary;
-  const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, dictionary);
-  if (status == platform::PropertyListStatus::kOk) version = platform::ProductVersionIn(dictionary);
-  return status;
-}
-
-int FakePlatform::RunShellAndWait(const char* line, int& error) {
-  shellLines.emplace_back(line);
-  error = 0;
-  return shell ? shell(line) : 0;
 }

@@ -18,6 +18,7 @@
 
 #include "platform/linux_texts.h"
 #include "platform/platform.h"
+#include "platform/property_files.h"
 
 /// Thrown by the fake's Exit in place of ending the process.
 struct ExitCalled {
@@ -38,12 +39,14 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
     std::uint32_t linkCount = 1;
     unsigned mode = 0644, userId = 501, groupId = 20;
     bool isSigned = false, backupExcluded = false;
-    int queryErrno = 0, statErrno = 0, finderErrno = 0;  ///< answers of the single queries about this entry
-    int openErrno = 0;                                   ///< opening the file, or listing the directory
+    int openErrno = 0;  ///< opening the file, or listing the directory
     int readErrno = 0;  ///< after readErrnoAfter bytes (files) or entries (directories)
     std::int64_t readErrnoAfter = 0;
     std::uint64_t inode = 0;
     std::vector<std::pair<std::string, std::shared_ptr<Node>>> children;  ///< directories, in creation order
+
+    std::int64_t Size() const { return fakeSize.value_or(static_cast<std::int64_t>(content.size())); }
+    platform::FileFacts Facts() const { return {kind, Size(), modTimeSec, linkCount}; }
   };
   struct FakeVolume {
     std::string path;  ///< without trailing "/" (but "/")
@@ -85,7 +88,6 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   void Unmount(std::string_view path, bool leaveFolder = true);
   std::deque<FakeVolume> volumes;  ///< a deque: references that AddVolume gave stay valid
   std::vector<platform::MountTableRow> skippedMounts;
-  int listVolumesErrno = 0;
 
   // --- clock, sleep, faults ---
   std::int64_t nowMillis = 1'700'000'000'000;  ///< 2023-11-14 22:13:20 GMT
@@ -104,17 +106,8 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::int64_t fileClockAheadSeconds = 0;
 
   // --- the machine ---
-  int pid = 12345;
-  unsigned euid = 501;
-  std::vector<platform::LoginFacts> logins{{"bob", 501, {20, 80}, {"staff", "admin"}}};
-  platform::MemoryFigures memory{1'048'576'000, 104'857'600};
-  std::uint64_t hardwareMemory = 17'179'869'184;
-  std::string machineName = "arm64";
-  bool translated = false;
-  platform::LocaleTexts locale{"en_US", "de_DE", "date and time", "time", "date"};
-  int sideEffectRestrictions = 0;  ///< how often they were asked for
-  std::optional<bool> hardware64 = true;
-  std::optional<std::string> hostName = "TestHost.local";
+  std::vector<platform::LoginFacts> logins{{"bob", 501, {20, 80}, {"staff", "admin"}}};  ///< the first runs the process
+  int sideEffectRestrictions = 0;                                                        ///< how often asked for
   platform::HardwareAddressStatus hardwareAddressStatus = platform::HardwareAddressStatus::kFound;
   std::string hardwareAddress = "a1-b2-c3-d4-e5-f6";
   std::vector<std::uint32_t> randoms;   ///< handed out in turn (modulo the bound), then a counter from 0
@@ -128,32 +121,57 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   platform::ListResult ListDirectory(const char* path, platform::EntryVisitor& visitor) override;
   bool IsPrivacyDenial(int error) override { return error != 0 && error == privacyErrno; }
   int QueryEntry(const char* path, platform::EntryAttributes& attributes) override;
-  int Lstat(const char* path, platform::StatFacts& facts) override;
-  int QueryFinderFlags(const char* path, std::uint16_t& finderFlags) override;
-  int QueryBackupExclusion(const char* path, bool& excluded) override;
-  int StatThroughLinks(const char* path, platform::FileFacts& facts) override;
-  int ReadResourceFork(const char* path, std::string& bytes) override;
-  bool HasValidCodeSignature(const char* path) override;
-  int QueryAccess(const char* path, platform::AccessFacts& facts) override;
+  int Lstat(const char* path, platform::StatFacts& facts) override {
+    return Look("lstat", path, false, [&](Node& n) { facts = {n.kind, n.Size(), n.modTimeSec, n.linkCount}; });
+  }
+  int QueryFinderFlags(const char* path, std::uint16_t& finderFlags) override {
+    return Look("finder", path, false, [&](Node& node) { finderFlags = node.finderFlags; });
+  }
+  int QueryBackupExclusion(const char* path, bool& excluded) override {
+    return Look("exclusion", path, false, [&](Node& node) { excluded = node.backupExcluded; });
+  }
+  int StatThroughLinks(const char* path, platform::FileFacts& facts) override {
+    return Look("stat", path, true, [&](Node& node) { facts = node.Facts(); });
+  }
+  int ReadResourceFork(const char* path, std::string& bytes) override {
+    return Look("fork", path, true, [&](Node& node) { bytes = node.resourceFork; });
+  }
+  bool HasValidCodeSignature(const char* path) override { return Has(path) && Find(path)->isSigned; }
+  int QueryAccess(const char* path, platform::AccessFacts& facts) override {
+    return Look("stat", path, true, [&](Node& node) { facts = {node.userId, node.groupId, node.mode}; });
+  }
   int QueryMountIdentity(const char* path, platform::MountIdentity& identity) override;
   int Open(const char* path, platform::OpenMode openMode, unsigned mode, int& descriptor) override;
-  int Close(int descriptor) override;
+  int Close(int descriptor) override {
+    const std::string path = FileAt(descriptor).path;
+    open_.erase(descriptor);
+    return Fault("close", path);
+  }
   int Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) override;
   int Write(int descriptor, const void* buffer, std::size_t bytes, std::size_t& written) override;
   int Seek(int descriptor, std::int64_t offset) override { return FileAt(descriptor).offset = offset, 0; }
-  int StatDescriptor(int descriptor, platform::FileFacts& facts) override;
+  int StatDescriptor(int descriptor, platform::FileFacts& facts) override {
+    return facts = FileAt(descriptor).node->Facts(), 0;
+  }
   int ChangeDescriptorMode(int descriptor, unsigned mode) override;
   int TryLockExclusive(int descriptor) override { return Fault("lock", FileAt(descriptor).path); }
   int Rename(const char* from, const char* to) override;
   int Unlink(const char* path) override;
   int MakeDirectory(const char* path, unsigned mode) override;
   int MakeHiddenDirectory(const char* path, unsigned mode) override { return MakeDirectory(path, mode); }
-  int ChangeMode(const char* path, unsigned mode) override;
+  int ChangeMode(const char* path, unsigned mode) override {
+    return Look("chmod", path, false, [&](Node& node) { node.mode = mode; });
+  }
   int MakeTemporaryFile(std::string_view directory, std::string_view prefix, std::string_view suffix,
                         std::string& path) override;
 
   // --- platform::Volumes ---
-  int ListMountedVolumes(std::vector<platform::MountedVolume>& mounted) override;
+  int ListMountedVolumes(std::vector<platform::MountedVolume>& mounted) override {
+    mounted.clear();
+    for (const auto& volume : volumes)
+      mounted.emplace_back(volume.path, volume.isLocal, volume.isBrowsable, volume.error);
+    return 0;
+  }
   int QueryVolume(const char* mountPoint, platform::VolumeAttributes& attributes) override;
   platform::MediaWalk WalkMedia(const char* mountPoint, const std::string& deviceName) override {
     const FakeVolume* volume = VolumeAt(mountPoint);
@@ -161,47 +179,54 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   }
   int ReadSkippedMounts(std::vector<platform::MountTableRow>& rows) override { return rows = skippedMounts, 0; }
   platform::PropertyListStatus ReadBackupDestinations(const char* path,
-                                                      std::vector<platform::DestinationValue>& values) override;
+                                                      std::vector<platform::DestinationValue>& values) override {
+    platform::PropertyValue list;
+    const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, list);
+    return values.clear(), platform::CollectDestinationValues(list, values), status;
+  }
 
   // --- platform::Machine ---
   std::int64_t NowMillis() override { return nowMillis; }
-  void SleepMicros(std::int64_t micros) override;
+  void SleepMicros(std::int64_t micros) override {
+    sleepsMicros.push_back(micros);
+    nowMillis += micros / 1000;
+    if (onSleep) onSleep(micros);
+  }
   std::int64_t LocalOffsetSeconds(std::int64_t) override { return localOffsetSeconds; }
   std::string TimeZoneName(std::int64_t) override { return "UTC"; }
-  platform::LocaleTexts DescribeLocale() override { return locale; }
+  platform::LocaleTexts DescribeLocale() override { return {"en_US", "de_DE", "date and time", "time", "date"}; }
   std::string GroupedNumber(std::int64_t number) override { return platform::GroupedInThrees(number); }
-  int ProcessId() override { return pid; }
-  unsigned EffectiveUserId() override { return euid; }
+  int ProcessId() override { return 12345; }
+  unsigned EffectiveUserId() override { return logins[0].userId; }
   void RestrictSideEffects() override { ++sideEffectRestrictions; }
   bool FindLogin(const std::string& name, platform::LoginFacts& login) override {
-    for (const auto& known : logins) {
-      if (known.name == name) return login = known, true;
-    }
-    return false;
+    const auto known = std::ranges::find(logins, name, &platform::LoginFacts::name);
+    return known != logins.end() && (login = *known, true);
   }
-  bool CurrentLogin(platform::LoginFacts& login) override {
-    const auto mine = std::ranges::find(logins, euid, &platform::LoginFacts::userId);
-    return mine != logins.end() && FindLogin(mine->name, login);
-  }
+  bool CurrentLogin(platform::LoginFacts& login) override { return login = logins[0], true; }
   [[noreturn]] void Exit(int status) override { throw ExitCalled{status}; }
-  platform::MemoryFigures ProcessMemory() override { return memory; }
-  std::uint64_t HardwareMemoryBytes() override { return hardwareMemory; }
-  std::string MachineName() override { return machineName; }
-  bool IsTranslatedProcess() override { return translated; }
-  bool Query64BitHardware(bool& is64Bit) override {
-    is64Bit = hardware64.value_or(false);
-    return hardware64.has_value();
-  }
-  bool HostName(std::string& name) override {
-    name = hostName.value_or("");
-    return hostName.has_value();
-  }
+  platform::MemoryFigures ProcessMemory() override { return {1'048'576'000, 104'857'600}; }
+  std::uint64_t HardwareMemoryBytes() override { return 17'179'869'184; }
+  std::string MachineName() override { return "arm64"; }
+  bool IsTranslatedProcess() override { return false; }
+  bool Query64BitHardware(bool& is64Bit) override { return is64Bit = true; }
+  bool HostName(std::string& name) override { return name = "TestHost.local", true; }
   platform::HardwareAddressStatus HardwareAddress(std::string& address) override {
     return address = hardwareAddress, hardwareAddressStatus;
   }
-  std::uint32_t RandomBelow(std::uint32_t bound) override;
-  platform::PropertyListStatus ReadProductVersion(const char* path, std::string& version) override;
-  int RunShellAndWait(const char* line, int& error) override;
+  std::uint32_t RandomBelow(std::uint32_t bound) override {
+    const std::uint32_t index = randomIndex_++;
+    return (index < randoms.size() ? randoms[index] : index) % std::max(bound, 1U);
+  }
+  platform::PropertyListStatus ReadProductVersion(const char* path, std::string& version) override {
+    platform::PropertyValue list;
+    const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, list);
+    return version = platform::ProductVersionIn(list), status;
+  }
+  int RunShellAndWait(const char* line, int& error) override {
+    shellLines.emplace_back(line);
+    return error = 0, shell ? shell(line) : 0;
+  }
   int StartShell(const char* line, int& error) override {
     childPolls_ = 0;
     RunShellAndWait(line, error);
@@ -224,8 +249,9 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   };
   int Fault(std::string_view operation, std::string_view path) const { return fault ? fault(operation, path) : 0; }
   std::shared_ptr<Node> Resolve(std::string_view path, bool followLast, int depth = 0) const;
-  /// The entry a query is about, or the query's errno.
-  int Look(std::string_view operation, std::string_view path, bool followLast, std::shared_ptr<Node>& node) const;
+  /// Calls `take` with the entry that a query is about; gives the query's errno.
+  int Look(std::string_view operation, std::string_view path, bool followLast,
+           const std::function<void(Node&)>& take) const;
   std::shared_ptr<Node> ParentOf(std::string_view path, std::string& name) const;
   std::shared_ptr<Node> NewNode(platform::EntryKind kind);
   FakeVolume* VolumeAt(std::string_view mountPoint);

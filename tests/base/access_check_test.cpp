@@ -24,7 +24,7 @@ TEST_F(AccessCheckTest, CurrentLoginOpensTheFile) {
   EXPECT_FALSE(TqSystem::CurrentLoginCanRead("/a/file", detail));
   EXPECT_EQ(detail, "errno=13 (Permission denied)");
   fake.MakeSpecial("/a/fifo", platform::EntryKind::kFifo);
-  fake.fault = [](std::string_view operation, std::string_view) { return operation == "open" ? EIO : 0; };
+  Fail("open", "/a/fifo");
   EXPECT_FALSE(TqSystem::CurrentLoginCanRead("/a/fifo", detail));
   EXPECT_EQ(detail, "not_a_regular_file") << "and was never opened";
 }

@@ -2,8 +2,6 @@
 
 #include "tests/platform_fixture.h"
 
-namespace {
-
 class FileInfoTest : public PlatformTest {
  protected:
   /// The listed paths, each followed by a blank.
@@ -137,5 +135,3 @@ TEST(FileInfoList, GrowsInItsStepsAndAnImpossibleNeedEmptiesIt) {
   EXPECT_EQ(capacities, "5 5 55 105 4005 100005 200005 5000005 ");
   EXPECT_TRUE(list.Add() != nullptr && !list.Grow(std::int64_t{1} << 40) && list.Count() == 0);
 }
-
-}  // namespace

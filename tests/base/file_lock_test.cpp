@@ -2,8 +2,6 @@
 
 #include "tests/platform_fixture.h"
 
-namespace {
-
 constexpr const char* kLock = "/locks/scan.lck";
 
 class FileLockTest : public PlatformTest {
@@ -49,16 +47,12 @@ TEST_F(FileLockTest, WaitOfThreeSecondsIsSixteenAttemptsAndNoWaitIsOne) {
 }
 
 TEST_F(FileLockTest, OnlyALockOlderThanItsStalenessByTheFileSystemsClockIsBroken) {
-  OthersLock(100);
-  EXPECT_EQ(Grab(), nullptr);
-  OthersLock(101);
-  EXPECT_TRUE(Grab() != nullptr && FilesLeft() == 1);
-  OthersLock(50);
-  fake.fileClockAheadSeconds = 60;
-  EXPECT_NE(Grab(), nullptr);
-  OthersLock(150);
-  fake.fileClockAheadSeconds = -60;
-  EXPECT_EQ(Grab(), nullptr);
+  for (const auto& [age, clockAhead, isBroken] :
+       {std::tuple{100, 0, false}, {101, 0, true}, {50, 60, true}, {150, -60, false}}) {
+    OthersLock(age);
+    fake.fileClockAheadSeconds = clockAhead;
+    EXPECT_TRUE((Grab() != nullptr) == isBroken && FilesLeft() == 1) << age;
+  }
 }
 
 TEST_F(FileLockTest, AFreshLockInPlaceOfTheStaleOneIsLeftAlone) {
@@ -129,5 +123,3 @@ TEST_F(FileLockTest, RefreshThatCannotReplaceTheFileLeavesItAndNothingElse) {
   EXPECT_TRUE(Refresh(handle.get()));
   EXPECT_TRUE(Logged("WARNING: processId=12345 file system believes time is more than 5 min off CPU, millis=301000\n"));
 }
-
-}  // namespace

@@ -1,10 +1,6 @@
 #include "base/file_probe.h"
 
-#include <cerrno>
-
 #include "tests/platform_fixture.h"
-
-namespace {
 
 class FileProbeTest : public PlatformTest {
  protected:
@@ -13,15 +9,16 @@ class FileProbeTest : public PlatformTest {
     const int code = TqFile::DiagnoseFileReadProblem(path, reason);
     return Joined(code, " ", reason).c_str();
   }
-  /// The head of a 64-bit library whose header lies at `at`; `change` may spoil it.
-  bool IsLibrary(std::size_t at, const std::function<void(std::string&)>& change = {}) {
+  /// The head of a 64-bit library whose PE header lies at `at`.
+  static std::string Head(std::size_t at = 0x80) {
     std::string head(std::max<std::size_t>(at + 26, 0x40), '\0');
     head.replace(0, 2, "MZ");
     for (std::size_t i = 0; i < 4; ++i) head[0x3C + i] = static_cast<char>(at >> (8 * i));
-    head.replace(at, 4, std::string("PE\0\0", 4));
-    head[at + 23] = 0x20;
-    head.replace(at + 24, 2, "\x0b\x02");
-    if (change) change(head);
+    head.replace(at, 2, "PE");
+    head.replace(at + 23, 3, "\x20\x0b\x02");
+    return head;
+  }
+  bool IsLibrary(const std::string& head) {
     fake.WriteFile("/library", head);
     return TqFile::Is64BitWindowsLibrary("/library");
   }
@@ -45,40 +42,35 @@ TEST_F(FileProbeTest, DiagnosesTellWhatStandsAgainstReading) {
   EXPECT_EQ(Diagnosis("/folder/file"), "3 permission_denied");
   file.openErrno = EMFILE;
   EXPECT_EQ(Diagnosis("/folder/file"), "5 open_failed_errno=24");
-  fake.fault = [](std::string_view operation, std::string_view) { return operation == "stat" ? ENOTDIR : 0; };
+  Fail("stat", "", ENOTDIR);
   EXPECT_EQ(Diagnosis("/folder/file"), "1 file_does_not_exist");
 }
 
 TEST_F(FileProbeTest, WindowsLibrariesAndHeadersThatLie) {
-  EXPECT_TRUE(IsLibrary(0x80));
-  EXPECT_TRUE(IsLibrary(999'974)) << "the last place that is looked at";
-  EXPECT_FALSE(IsLibrary(999'975));
-  EXPECT_FALSE(IsLibrary(0x80, [](std::string& head) { head[1] = 'z'; }));
-  EXPECT_FALSE(IsLibrary(0x80, [](std::string& head) { head[0x82] = 1; })) << "no PE header";
-  EXPECT_FALSE(IsLibrary(0x80, [](std::string& head) { head[0x80 + 23] = 0x02; })) << "a program";
-  EXPECT_FALSE(IsLibrary(0x80, [](std::string& head) { head[0x80 + 25] = 0x01; })) << "32 bit";
-  EXPECT_FALSE(IsLibrary(0x80, [](std::string& head) { head.pop_back(); })) << "cut short";
-  for (const char* offset : {"\xff\xff\xff\xff", "\xff\xff\xff\x7f", "\x9a\x00\x00\x00", "\xf0\xff\xff\xff"}) {
-    EXPECT_FALSE(IsLibrary(0x80, [&](std::string& head) { head.replace(0x3C, 4, std::string(offset, 4)); }));
-  }
-  for (const std::size_t size : {0U, 1U, 2U, 0x3FU, 0x40U}) {
-    EXPECT_FALSE(IsLibrary(0x80, [&](std::string& head) { head.resize(size); })) << size;
-  }
+  EXPECT_TRUE(IsLibrary(Head()) && IsLibrary(Head(999'974))) << "the last place that is looked at";
+  EXPECT_FALSE(IsLibrary(Head(999'975)));
+  // No program at all, no PE header, a program, 32 bit; then places of the header that lie.
+  const std::pair<std::size_t, std::string_view> spoilt[] = {{1, "z"},
+                                                             {0x82, "\1"},
+                                                             {0x80 + 23, "\2"},
+                                                             {0x80 + 25, "\1"},
+                                                             {0x3C, "\xff\xff\xff\xff"},
+                                                             {0x3C, "\xff\xff\xff\x7f"},
+                                                             {0x3C, "\x9a"},
+                                                             {0x3C, "\xf0\xff\xff\xff"}};
+  for (const auto& [at, bytes] : spoilt) EXPECT_FALSE(IsLibrary(Head().replace(at, bytes.size(), bytes))) << at;
+  for (const std::size_t size : {0, 1, 2, 0x3F, 0x40, 0x80 + 25})
+    EXPECT_FALSE(IsLibrary(Head().substr(0, size))) << size;
 }
 
 TEST_F(FileProbeTest, ResourceForkOfTheSizeThatWasTold) {
   FakePlatform::Node& file = fake.WriteFile("/file", "data");
   file.resourceFork = "fork";
   std::int64_t size = 7;
-  EXPECT_EQ(TqFile::ReadResourceForkIntoBuf("/file", size), nullptr) << "no fork";
-  EXPECT_EQ(size, 0);
+  EXPECT_TRUE(TqFile::ReadResourceForkIntoBuf("/file", size) == nullptr && size == 0) << "no fork";
   file.rsrcSize = std::int64_t{INT32_MAX} + 1;
   EXPECT_EQ(TqFile::ReadResourceForkIntoBuf("/file", size), nullptr);
   file.rsrcSize = 4;
-  char* bytes = TqFile::ReadResourceForkIntoBuf("/file", size);
-  EXPECT_EQ(size, 4);
-  EXPECT_STREQ(bytes, "fork");
-  std::free(bytes);
+  const std::unique_ptr<char, decltype(&std::free)> bytes(TqFile::ReadResourceForkIntoBuf("/file", size), std::free);
+  EXPECT_EQ(std::string(bytes.get(), static_cast<std::size_t>(size)), "fork");
 }
-
-}  // namespace

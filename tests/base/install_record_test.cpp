@@ -2,8 +2,6 @@
 
 #include "tests/platform_fixture.h"
 
-namespace {
-
 class InstallRecordTest : public PlatformTest {
  protected:
   void Record(const std::string& content) {
@@ -19,8 +17,7 @@ TEST_F(InstallRecordTest, DataFolderComesFromElementThenAttributeThenDefault) {
       {"<datadir></datadir>", kData},
       {"<datadir>relative/dir</datadir>", kData},
       {"<datadir>///</datadir>", kData},  // "/" must never become the data folder
-      {"", kData},
-  };
+      {"", kData}};
   for (const auto& [content, expected] : cases) {
     Record(content);
     EXPECT_EQ(TqInstall::DataFolder(), expected) << content;
@@ -42,8 +39,7 @@ TEST_F(InstallRecordTest, HostGuidCountsOnlyWithTwentyFourCharactersAndIsCachedE
   EXPECT_EQ(MyHostGuid(), "999999999999999999999999");
   fake.WriteFile("/Library/Kestrune.tqpkg/tqinstall.xml", "<a>\n<hguid>0123456789abcdef0123abcd</hguid>\n</a>");
   EXPECT_EQ(MyHostGuid(), "999999999999999999999999");
-  EXPECT_EQ(CountLogged("failed to get correct hguid from tqinstall.xml, falling back to 999999999999999999999999\n"),
-            1);
+  EXPECT_EQ(CountLogged("correct hguid from tqinstall.xml, falling back to 999999999999999999999999\n"), 1);
   TqFile_Internal_Only_GetMyHostGuid(nullptr);
   EXPECT_EQ(MyHostGuid(), "0123456789abcdef0123abcd");
 }
@@ -56,5 +52,3 @@ TEST_F(InstallRecordTest, FoldersGetFullModeAndSubFoldersNeedADataFolder) {
   EXPECT_EQ(fake.Find("/Library")->mode, 0700U);
   EXPECT_TRUE(fake.Find(kData)->mode == 0777 && fake.Find(Data("tqreports"))->mode == 0777);
 }
-
-}  // namespace

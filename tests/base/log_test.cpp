@@ -2,8 +2,6 @@
 
 #include "tests/platform_fixture.h"
 
-namespace {
-
 constexpr std::int64_t kDay = TqSystem::kMillisPerDay;
 constexpr const char* kLine = "2023-11-14 22:13:20 0000012345 - ";  // the fake clock's start
 
@@ -99,5 +97,3 @@ TEST_F(LogTest, ClockTexts) {
   EXPECT_TRUE(TqSystem::DaysBetween(kDay - 1, 0) == 0 && TqSystem::DaysBetween(0, 2 * kDay) == 2);
   EXPECT_TRUE(TqSystem::DaysBetween(777'772'800'000, 0) == 9001 && TqSystem::DaysBetween(INT64_MAX, INT64_MIN) == 9001);
 }
-
-}  // namespace

@@ -3,13 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
-
-namespace {
 
 TEST(StringTest, AppendingByteByByteGrowsInTheStatedSteps) {
   TqString text;
@@ -43,12 +39,9 @@ TEST(StringTest, GrowthOfLargeTextsAndReserves) {
 
 TEST(StringTest, PiecesOfTheTextItselfAreSafeArguments) {
   TqString text("0123456789abcd");  // full: each change below reallocates
-  EXPECT_TRUE(text.Append(text));
-  EXPECT_EQ(text, "0123456789abcd0123456789abcd");
-  EXPECT_TRUE(text.Insert(2, text.Slice(10, 4)));
-  EXPECT_EQ(text, "01abcd23456789abcd0123456789abcd");
-  EXPECT_TRUE(text.ReplaceAll(text.Slice(0, 2), text.Slice(2, 4)));
-  EXPECT_EQ(text, "abcdabcd23456789abcdabcd23456789abcd");
+  EXPECT_TRUE(text.Append(text) && text == "0123456789abcd0123456789abcd");
+  EXPECT_TRUE(text.Insert(2, text.Slice(10, 4)) && text == "01abcd23456789abcd0123456789abcd");
+  EXPECT_TRUE(text.ReplaceAll(text.Slice(0, 2), text.Slice(2, 4)) && text == "abcdabcd23456789abcdabcd23456789abcd");
   const TqString moved = std::move(text);
   EXPECT_TRUE(text.ReplaceAll("a", "b") && text.Assign(moved.Slice(8)) && text.Assign(text.Slice(0, 4)));  // NOLINT
   EXPECT_EQ(text, "2345");
@@ -70,8 +63,7 @@ TEST(StringTest, ParsesWholeDecimalNumbersOnly) {
   for (const char* bad : {"", "+", "-", "+-1", " 1", "1 ", "1x", "0x10", "9223372036854775808"}) {
     EXPECT_FALSE(ParseInt64(bad, number)) << bad;
   }
-  EXPECT_EQ(number, 5);
-  EXPECT_TRUE(ParseInt64("+42", number) && number == 42);
+  EXPECT_TRUE(number == 5 && ParseInt64("+42", number) && number == 42);
   EXPECT_TRUE(ParseInt64("-9223372036854775808", number) && number == INT64_MIN);
 }
 
@@ -117,5 +109,3 @@ TEST(StringTest, OrdersBySignedBytes) {
   EXPECT_LT(CompareBytesIgnoreCase("_", "A"), 0);  // folded downwards: '_' lies between the two alphabets
   EXPECT_TRUE(CompareCStrings(nullptr, "") == 0 && CompareCStrings(nullptr, "\x80") < 0);
 }
-
-}  // namespace

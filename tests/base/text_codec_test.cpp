@@ -6,8 +6,6 @@
 
 #include "base/json_text.h"
 
-namespace {
-
 TEST(TextCodecTest, HexTakesBothCasesAndWritesLower) {
   EXPECT_EQ(HexEncode("/Vol\xC3\xA4 "), "2f566f6cc3a420");
   TqString bytes;
@@ -59,5 +57,3 @@ TEST(TextCodecTest, Json) {
   EXPECT_TRUE(TqFile::GetJsonStrArray(json, "l", items) && items.Count() == 4 && items.At(1) == "]");
   EXPECT_FALSE(TqFile::GetJsonStrValue(json, "missing", out) || TqFile::GetJsonStrArray(json, "open", items));
 }
-
-}  // namespace

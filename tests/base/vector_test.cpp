@@ -2,13 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <string>
-#include <utility>
 
-namespace {
-
-std::string Content(const TqStringVector& vector) {
+static std::string Content(const TqStringVector& vector) {
   TqString texts;
   for (const TqString* text : vector) AppendAll(texts, '[', *text, ']');
   return texts.c_str();
@@ -64,14 +60,8 @@ TEST(VectorTest, KeepsCopiesOfTextsInOrder) {
 
 TEST(VectorTest, SplitDropsEmptyPieces) {
   TqStringVector vector;
-  EXPECT_TRUE(vector.Split(",a, b ,, ,c", ',', false));
-  EXPECT_EQ(Content(vector), "[a][ b ][ ][c]");
-  EXPECT_TRUE(vector.Split("a, b ,, ,c,", ',', true));
-  EXPECT_EQ(Content(vector), "[a][b][c]");
-  EXPECT_TRUE(vector.Split(vector.At(1), ',', true));
-  EXPECT_EQ(Content(vector), "[b]");
-  EXPECT_TRUE(vector.Split("", ',', true));
-  EXPECT_EQ(Content(vector), "");
+  EXPECT_TRUE(vector.Split(",a, b ,, ,c", ',', false) && Content(vector) == "[a][ b ][ ][c]") << Content(vector);
+  EXPECT_TRUE(vector.Split("a, b ,, ,c,", ',', true) && Content(vector) == "[a][b][c]") << Content(vector);
+  EXPECT_TRUE(vector.Split(vector.At(1), ',', true) && Content(vector) == "[b]") << Content(vector);
+  EXPECT_TRUE(vector.Split("", ',', true) && Content(vector).empty());
 }
-
-}  // namespace

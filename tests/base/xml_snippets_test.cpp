@@ -3,14 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <string>
-#include <vector>
-
-namespace {
 
 using Texts = std::vector<std::string>;
 
-Texts Snippets(std::string_view text, std::string_view tag) {
+static Texts Snippets(std::string_view text, std::string_view tag) {
   TqStringVector snippets;
   snippets.Add("old");
   const bool isFound = TqFile::GetAllXmlSnippetsWithTagNameInXml(text, tag, snippets);
@@ -20,12 +16,12 @@ Texts Snippets(std::string_view text, std::string_view tag) {
   return found;
 }
 
-std::string Attribute(std::string_view snippet) {
+static std::string Attribute(std::string_view snippet) {
   TqString value("old");
   return TqFile::GetUniqueStrAttrFromXmlSnippet(snippet, "dir", value) ? std::string(value) : "<none>";
 }
 
-std::string ElementText(std::string_view text, std::string_view tag) {
+static std::string ElementText(std::string_view text, std::string_view tag) {
   TqString value("old");
   return TqFile::GetXmlElementText(text, tag, value) ? std::string(value) : "<none>";
 }
@@ -107,5 +103,3 @@ TEST(XmlSnippetsTest, StripsComments) {
     EXPECT_TRUE(allClosed == rest.IsEmpty() && text == c.stripped && rest == c.rest) << c.text;
   }
 }
-
-}  // namespace

@@ -27,13 +27,10 @@ DEFAULT_DATA = INSTALL + "tqdata/"
 DAY_MILLIS = 86_400_000
 
 FILE_SETS = {
-    "docs": "doc,docx,htm,html,odt,pages,pdf,rtf,txt,wma,xml", "spreadsheets": "csv,numbers,ods,xls,xlsx",
-    "presentations": "keynote,ppt,pptx,odp", "financial": "qbw,qdf,qif,tax", "pictures": "bmp,gif,jpeg,jpg,png,tif",
-    "music": "aif,flac,mp3,wav,wma", "video": "avi,m4v,mov,mp4,mpg", "email": "eml,emlx,pst", "zips": "gz,tar,zip",
-    "browserfavorites": "url,webloc", "usercustom01": ""}
-EXCLUDED_TYPES = ("wab~,vmc,vhd,vhdx,vdi,vo1,vo2,vsv,vud,iso,dmg,sparseimage,sys,cab,exe,msi,dll,dl_,wim,ost,o,qtch,"
-                  "log,ithmb,vmdk,vmem,vmsd,vmsn,vmss,vmx,vmxf,menudata,appicon,appinfo,pva,pvs,pvi,pvm,fdd,hds,drk,"
-                  "mem,nvram,hdd")
+    "docs": "doc,docx,html,pdf,txt,wma", "spreadsheets": "csv,xls,xlsx", "presentations": "keynote,pptx",
+    "financial": "qbw,tax", "pictures": "gif,jpeg,jpg,png", "music": "flac,mp3,wma", "video": "m4v,mov,mp4",
+    "email": "eml,emlx", "zips": "gz,tar,zip", "browserfavorites": "url,webloc", "usercustom01": ""}
+EXCLUDED_TYPES = "wab~,vhd,iso,dmg,dll,o,vmdk"
 EXCLUDED_FOLDERS = ("applications/", "automount/", "developer/", "library/", "private/", "system/", "bin/", "dev/",
                     "etc/", "net/", "opt/", "sbin/", "usr/", "backups.backupdb/", ".mobilebackups/", "home/")
 
@@ -78,10 +75,9 @@ class MacRoot:
         self._running = []
         self._mount("-t", "tmpfs", "-o", "mode=0755,size=1g", "tqroot", self._root)
         atexit.register(self.close)
-        for folder in ("/proc", "/Volumes", "/private/tmp", "/Applications", "/Users", "/tmp",
-                       "/System/Library/CoreServices", INSTALL):
+        for folder in ("/Volumes", "/private/tmp", "/Applications", "/Users", "/tmp", INSTALL):
             self.mkdir(folder)
-        self._mount("--rbind", "/proc", self._root + "/proc")
+        self.bind("/proc", "/proc")
         self.write("/System/Library/CoreServices/SystemVersion.plist",
                    '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0">\n<dict>\n<key>ProductVersion</key>\n'
                    "<string>10.15.7</string>\n</dict>\n</plist>\n")
@@ -127,9 +123,6 @@ class MacRoot:
         if seconds is not None:
             os.utime(target, (seconds, seconds))
 
-    def sparse(self, file, size, seconds=None):
-        self.write(file, b"", seconds, size)
-
     def mount_volume(self, name, vguid=None, size="256m", visible=True, identity=True):
         """Mounts a tmpfs at /Volumes/<name>, with identity and one visible file, as an ordinary volume has them."""
         mount = f"/Volumes/{name}/"
@@ -165,12 +158,12 @@ class MacRoot:
 
     def select(self, *volumes):
         """Writes tqinfo.xml with these volumes selected and their default filters, and their upload records."""
-        sets = "".join(f'<filesetdef filesetname="{name}" extensions="{types}" />\n'
-                       for name, types in FILE_SETS.items())
-        selected = "".join(f'    <tqvolume tqVolumeGuid="{v.vguid}" mountPointPath="{v.mount}" />\n' for v in volumes)
-        filters = "".join(f'    <tqdirfilter dir="{v.mount.lower()}{folder}" whichfiles="{wanted}" /> \n'
-                          for v in volumes
-                          for folder, wanted in (("", "all"), *((name, "none") for name in EXCLUDED_FOLDERS)))
+        wanted = {"": "all", **dict.fromkeys(EXCLUDED_FOLDERS, "none")}
+        sets, selected, filters = map("".join, (
+            (f'<filesetdef filesetname="{name}" extensions="{types}" />\n' for name, types in FILE_SETS.items()),
+            (f'    <tqvolume tqVolumeGuid="{v.vguid}" mountPointPath="{v.mount}" />\n' for v in volumes),
+            (f'    <tqdirfilter dir="{v.mount.lower()}{folder}" whichfiles="{which}" /> \n'
+             for v in volumes for folder, which in wanted.items())))
         self.write(self.data + "tqinfo.xml", f"""\
 <?xml version="1.0" encoding="UTF-8" ?>
 <tqinfo>
@@ -242,21 +235,18 @@ backup_schedule_detail="none" backup_schedule_end_hour="none" >
 
     def finish(self, process, timeout=120):
         """Waits for a started program and gives its RunResult; one that does not end in time is killed and an error."""
-        pid = 0
-        while pid == 0:
-            pid, status, usage = os.wait4(process.pid, os.WNOHANG)
-            if pid == 0:
-                if time.monotonic() > process.began + timeout:
-                    raise TimeoutError(f"the program still ran after {timeout} s")  # close() ends it
-                time.sleep(0.01)
+        def ended():
+            answer = os.wait4(process.pid, os.WNOHANG)
+            return answer if answer[0] != 0 else None
+        _, status, usage = wait_until(ended, "the program's end", timeout)
         seconds = time.monotonic() - process.began
         process.returncode = os.waitstatus_to_exitcode(status)
         self._running.remove(process)
         texts = []
         for stream in process.outputs:
-            stream.seek(0)
-            texts.append(stream.read().decode("utf-8", "backslashreplace"))
-            stream.close()
+            with stream:
+                stream.seek(0)
+                texts.append(stream.read().decode("utf-8", "backslashreplace"))
         return RunResult(process.returncode, *texts, seconds, usage.ru_maxrss)
 
     def run(self, *arguments, timeout=120, **options):
@@ -288,15 +278,13 @@ backup_schedule_detail="none" backup_schedule_end_hour="none" >
         return "".join(self.read(folder + name).decode("utf-8", "surrogateescape") for name in self.names(folder))
 
     def close(self):
-        if self._root is None:
-            return
         for process in self._running:
             process.kill()
             process.wait()
+        self._running = []
         subprocess.run(["umount", "--lazy", self._root], capture_output=True)
         with contextlib.suppress(OSError):
             os.rmdir(self._root)
-        self._root = None
 
 
 def now_millis():

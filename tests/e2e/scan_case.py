@@ -1,5 +1,6 @@
 """What the end-to-end tests share: a root per test, lists compared with the independent walk, runs met in a pause."""
 
+import contextlib
 import os
 import sys
 import time
@@ -36,10 +37,11 @@ class ScanCase(unittest.TestCase):
         return independent_walk.Tree(root.path(""), volume.mount, mac_root.EXCLUDED_FOLDERS, **options)
 
     def assert_listed(self, root, volume, **options):
-        """The volume's list equals the independent walk of what lies there now."""
+        """The volume's list equals the independent walk of what lies there now; gives that walk."""
         tree = self.tree(root, volume, **options)
         self.assertEqual(independent_walk.differences(tree, root.path(root.list_path(volume))), [])
         self.assertGreater(tree.files, 0)
+        return tree
 
     def assert_clean(self, root):
         """Nothing of a run is left but its results."""
@@ -61,10 +63,9 @@ class ScanCase(unittest.TestCase):
 
 def unfinished_list(root, volume):
     """The bytes of the volume's list in the making; empty while there is none."""
-    try:
+    with contextlib.suppress(FileNotFoundError):
         return root.read(root.list_path(volume) + ".future")
-    except FileNotFoundError:
-        return b""
+    return b""
 
 
 def wait_for_pause(root, volume):

@@ -1,45 +1,34 @@
 """Trees that the end-to-end tests and the demonstration plant."""
 
 import os
-import socket
+import stat
 
 BIG_FILE = 524_288_000
 LONG_AGO = 1_600_000_000
 
-# Of the files that plant_home makes, those that no backup wants: (path, size).
-HOME_UNWANTED = {
-    "/Users/bob/Library/Caches/app/cache.db": 4000,
-    "/Users/bob/.Trash/old.doc": 70,
-    "/Users/bob/Desktop/.DS_Store": 6148,
-    "/Users/bob/Downloads/installer.dmg": 9000,
-    "/Users/bob/Movies/Render Files/High Quality Media/clip.mov": 500,
-}
-# The wanted ones: path -> (size, category as filestats.xml names it).
+# Of the files below /Users that plant_home makes, those that no backup wants: {file: size}.
+HOME_UNWANTED = {"bob/Library/Caches/app/cache.db": 4000, "bob/.Trash/old.doc": 70, "bob/Desktop/.DS_Store": 6148,
+                 "bob/Downloads/installer.dmg": 9000, "bob/Movies/Render Files/High Quality Media/clip.mov": 500}
+# The wanted ones: category as filestats.xml names it -> {file: size}.
 HOME_WANTED = {
-    "/Users/bob/Documents/letter.docx": (1200, "docs"),
-    "/Users/bob/Documents/Budget 2024.XLSX": (3400, "spreadsheets"),
-    "/Users/bob/Documents/talk.key": (10, "other"),
-    "/Users/bob/Documents/talk.pptx": (20, "presentations"),
-    "/Users/bob/Documents/taxes.qbw": (30, "financial"),
-    "/Users/bob/Documents/song text.wma": (5, "docs"),
-    "/Users/bob/Pictures/IMG_0001.JPG": (2_000_000, "pict"),
-    "/Users/bob/Pictures/IMG_0002.jpeg": (1_000_000, "pict"),
-    "/Users/bob/Pictures.old/scan": (40, "other"),
-    "/Users/bob/Music/Album/01 Intro.mp3": (5_000_000, "music"),
-    "/Users/bob/Movies/holiday.m4v": (700, "video"),
-    "/Users/bob/Library/Mail/V9/INBOX.mbox/1.emlx": (80, "email"),
-    "/Users/bob/Archive.TAR": (90, "zips"),
-    "/Users/bob/Favorites/start.webloc": (11, "browserfavorites"),
-    "/Users/bob/notes.": (7, "other"),
-    "/Users/bob/Empty.txt": (0, "docs"),
-    "/Users/Shared/readme.html": (12, "docs"),
-    "/Users/bob/Movies/Raw/holiday.mov": (BIG_FILE, "video"),
-}
+    "docs": {"bob/Documents/letter.docx": 1200, "bob/Documents/song text.wma": 5, "bob/Empty.txt": 0,
+             "Shared/readme.html": 12},
+    "spreadsheets": {"bob/Documents/Budget 2024.XLSX": 3400},
+    "presentations": {"bob/Documents/talk.pptx": 20},
+    "financial": {"bob/Documents/taxes.qbw": 30},
+    "pict": {"bob/Pictures/IMG_0001.JPG": 2_000_000, "bob/Pictures/IMG_0002.jpeg": 1_000_000},
+    "music": {"bob/Music/Album/01 Intro.mp3": 5_000_000},
+    "video": {"bob/Movies/holiday.m4v": 700, "bob/Movies/Raw/holiday.mov": BIG_FILE},
+    "email": {"bob/Library/Mail/V9/INBOX.mbox/1.emlx": 80},
+    "zips": {"bob/Archive.TAR": 90},
+    "browserfavorites": {"bob/Favorites/start.webloc": 11},
+    "other": {"bob/Documents/talk.key": 10, "bob/Pictures.old/scan": 40, "bob/notes.": 7}}
 
 
 def plant_home(root):
-    for number, (file, size) in enumerate({**HOME_UNWANTED, **{f: s for f, (s, _) in HOME_WANTED.items()}}.items()):
-        root.sparse(file, size, seconds=LONG_AGO + number)
+    for number, files in enumerate((HOME_UNWANTED, *HOME_WANTED.values())):
+        for file, size in files.items():
+            root.write("/Users/" + file, size=size, seconds=LONG_AGO + number)
 
 
 def plant_hostile(root, folder):
@@ -61,14 +50,10 @@ def plant_hostile(root, folder):
                          (b"link-to-nothing", b"nowhere")):
         os.symlink(target, root.path(base + link))
     os.mkfifo(root.path(base + b"fifo"))
-    with socket.socket(socket.AF_UNIX) as plug:
-        here = os.open(root.path(base), os.O_RDONLY | os.O_DIRECTORY)
-        plug.bind(f"/proc/self/fd/{here}/socket")
-        os.close(here)
-    for name, seconds in ((b"before-1970", -86_400), (b"epoch", 0), (b"far-future", 8_000_000_000)):
+    os.mknod(root.path(base + b"socket"), stat.S_IFSOCK)
+    for name, seconds in ((b"before-1970", -86_400), (b"epoch", 0), (b"far-future", 8_000_000_000),
+                          (b"half-second", 1_500_000_000.999)):
         root.write(base + name, b"x", seconds)
-    root.write(base + b"half-second", b"x")
-    os.utime(root.path(base + b"half-second"), ns=(1_500_000_000_999_999_999, 1_500_000_000_999_999_999))
 
 
 def plant_deep(root, folder, levels):

@@ -2,24 +2,34 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/platform/mac_replies.h"
+#include <sstream>
 
-namespace {
+#include "tests/platform/mac_replies.h"
 
 using namespace platform;
 using namespace mac_replies;
 
-TEST(AttributeReplyTest, ReadsAWholeReply) {
+/// All that a reply tells, as a text.
+static std::string Decoded(const Bytes& reply, bool hasReturnedSet = true) {
   EntryAttributes entry;
-  ASSERT_TRUE(DecodeEntryReply(FileReply(), true, entry));
-  EXPECT_EQ(entry.kind, EntryKind::kRegular);
-  EXPECT_EQ(entry.createTimeSec, 1'600'000'001);
-  EXPECT_EQ(entry.createTimeNsec, 5);
-  EXPECT_EQ(entry.modTimeSec, 1'700'000'002);
-  EXPECT_EQ(entry.finderFlags, 0xA004);
-  EXPECT_EQ(entry.linkCount, 3U);
-  EXPECT_EQ(entry.dataSize, 5'000'000'000);  // the real size, although nothing is on this disk
-  EXPECT_EQ(entry.rsrcSize, 77);
+  if (!DecodeEntryReply(reply, hasReturnedSet, entry)) return "refused";
+  std::ostringstream text;
+  text << (entry.kind == EntryKind::kDirectory ? "folder" : "file") << " created=" << entry.createTimeSec << "."
+       << entry.createTimeNsec << " modified=" << entry.modTimeSec << " flags=" << std::hex << entry.finderFlags
+       << std::dec << " links=" << entry.linkCount << " size=" << entry.dataSize << " fork=" << entry.rsrcSize;
+  return text.str();
+}
+
+TEST(AttributeReplyTest, ReadsEveryFormOfReply) {
+  const std::string times = " created=1600000001.5 modified=1700000002 flags=";
+  const std::string file =
+      "file" + times + "a004 links=3 size=5000000000 fork=77";                 // the real size, though not on disk
+  const std::string folder = "folder" + times + "a004 links=1 size=0 fork=0";  // whatever the buffer holds
+  EXPECT_EQ(Decoded(FileReply()), file);
+  EXPECT_EQ(Decoded(DirectoryReply()), folder);
+  EXPECT_EQ(Decoded(FileReplyWithoutFinderInfo()), "file" + times + "0 links=3 size=5000000000 fork=77");
+  EXPECT_EQ(Decoded(WithoutReturnedSet(FileReply(), 120), false), file);
+  EXPECT_EQ(Decoded(WithoutReturnedSet(DirectoryReply(), 92), false), folder);
 }
 
 TEST(AttributeReplyTest, NamesEveryKindAndNoOther) {
@@ -31,86 +41,29 @@ TEST(AttributeReplyTest, NamesEveryKindAndNoOther) {
     ASSERT_TRUE(DecodeEntryReply(FileReply(type), true, entry)) << type;
     EXPECT_EQ(entry.kind, kinds[type - 1]);
   }
-  for (const std::uint32_t type : {0U, 8U, 10U, 0xFFFFFFFFU}) {
-    EXPECT_FALSE(DecodeEntryReply(FileReply(type), true, entry)) << type;
-  }
-}
-
-TEST(AttributeReplyTest, ADirectoryHasNoFileAttributesWhateverTheBufferHolds) {
-  EntryAttributes entry;
-  ASSERT_TRUE(DecodeEntryReply(DirectoryReply(), true, entry));
-  EXPECT_EQ(entry.kind, EntryKind::kDirectory);
-  EXPECT_EQ(entry.finderFlags, 0xA004);
-  EXPECT_EQ(entry.dataSize, 0);
-  EXPECT_EQ(entry.rsrcSize, 0);
-  EXPECT_EQ(entry.linkCount, 1U);
-}
-
-// The kernel leaves Finder info that it failed to read out, and its length word does not tell.
-TEST(AttributeReplyTest, FinderInfoThatIsLeftOutMovesTheRestForward) {
-  Bytes reply = Without(FileReply(), 76, 32);
-  Put(reply, 4, std::uint32_t{0x80040E08});
-  EntryAttributes entry;
-  ASSERT_TRUE(DecodeEntryReply(reply, true, entry));
-  EXPECT_EQ(entry.finderFlags, 0);
-  EXPECT_EQ(entry.modTimeSec, 1'700'000'002);
-  EXPECT_EQ(entry.linkCount, 3U);
-  EXPECT_EQ(entry.dataSize, 5'000'000'000);
-  EXPECT_EQ(entry.rsrcSize, 77);
-}
-
-TEST(AttributeReplyTest, WithoutReturnedSetEverythingLiesTwentyBytesEarlier) {
-  Bytes file = Without(FileReply(), 4, 20);
-  Put(file, 0, std::uint32_t{120});
-  EntryAttributes entry;
-  ASSERT_TRUE(DecodeEntryReply(file, false, entry));
-  EXPECT_EQ(entry.finderFlags, 0xA004);
-  EXPECT_EQ(entry.dataSize, 5'000'000'000);
-  EXPECT_EQ(entry.rsrcSize, 77);
-
-  Bytes directory = Without(DirectoryReply(), 4, 20);
-  Put(directory, 0, std::uint32_t{92});
-  ASSERT_TRUE(DecodeEntryReply(directory, false, entry));
-  EXPECT_EQ(entry.kind, EntryKind::kDirectory);
-  Put(directory, 0, std::uint32_t{91});
-  EXPECT_FALSE(DecodeEntryReply(directory, false, entry));
+  for (const std::uint32_t type : {0U, 8U, 10U, 0xFFFFFFFFU}) EXPECT_EQ(Decoded(FileReply(type)), "refused") << type;
 }
 
 TEST(AttributeReplyTest, RefusesShortRepliesAndLyingLengths) {
-  EntryAttributes entry;
-  for (std::size_t size = 0; size < 140; ++size) {
+  for (std::uint32_t size = 0; size < 140; ++size) {
     Bytes cut = FileReply();
     cut.resize(size);
-    EXPECT_FALSE(DecodeEntryReply(cut, true, entry)) << "buffer of " << size;
-    Bytes lying = FileReply();
-    Put(lying, 0, static_cast<std::uint32_t>(size));
-    EXPECT_FALSE(DecodeEntryReply(lying, true, entry)) << "length word " << size;
+    EXPECT_EQ(Decoded(cut), "refused") << "buffer of " << size;
+    EXPECT_EQ(Decoded(With(FileReply(), 0, size)), "refused") << "length word " << size;
   }
   for (const std::uint32_t length : {257U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
-    Bytes lying = FileReply();
-    Put(lying, 0, length);
-    EXPECT_FALSE(DecodeEntryReply(lying, true, entry)) << "length word " << length;
+    EXPECT_EQ(Decoded(With(FileReply(), 0, length)), "refused") << "length word " << length;
   }
-  Bytes directory = DirectoryReply();
-  Put(directory, 0, std::uint32_t{111});
-  EXPECT_FALSE(DecodeEntryReply(directory, true, entry));
+  EXPECT_EQ(Decoded(With(DirectoryReply(), 0, std::uint32_t{111})), "refused");
+  EXPECT_EQ(Decoded(WithoutReturnedSet(DirectoryReply(), 91), false), "refused");
   for (const std::size_t size : {124U, 132U}) {
-    Bytes negative = FileReply();
-    Put(negative, size, std::int64_t{-1});
-    EXPECT_FALSE(DecodeEntryReply(negative, true, entry)) << "size at " << size;
+    EXPECT_EQ(Decoded(With(FileReply(), size, std::int64_t{-1})), "refused") << "size at " << size;
   }
 }
 
 TEST(AttributeReplyTest, ReadsTheFinderFlagsAlone) {
-  Bytes reply(40);
-  Put(reply, 0, std::uint32_t{40});
-  Put(reply, 4, std::uint32_t{2});
-  Put(reply, 16, std::uint8_t{0x20});
+  const Bytes reply = With(With(Bytes(40), 0, std::uint32_t{40}), 16, std::uint8_t{0x20});
   std::uint16_t flags = 1;
-  ASSERT_TRUE(DecodeFinderReply(reply, flags));
-  EXPECT_EQ(flags, 0x2000);
-  Put(reply, 0, std::uint32_t{39});
-  EXPECT_FALSE(DecodeFinderReply(reply, flags));
+  EXPECT_TRUE(DecodeFinderReply(reply, flags) && flags == 0x2000);
+  EXPECT_FALSE(DecodeFinderReply(With(reply, 0, std::uint32_t{39}), flags));
 }
-
-}  // namespace

@@ -12,28 +12,22 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <set>
 
 #include "platform/platform.h"
 #include "platform/whole_file.h"
 
-namespace {
-
 using namespace platform;
 
-struct Entry {
-  int queryErrno = 0;
-  EntryAttributes attributes;
-};
-
-class Collector : public EntryVisitor {
- public:
+/// Keeps what is listed; up to `most` entries.
+struct Collector : EntryVisitor {
+  explicit Collector(std::size_t number = SIZE_MAX) : most(number) {}
   bool OnEntry(std::string_view name, int queryErrno, const EntryAttributes& attributes) override {
-    entries[std::string(name)] = {queryErrno, attributes};
+    EXPECT_EQ(queryErrno, 0) << name;
+    entries[std::string(name)] = attributes;
     return entries.size() < most;
   }
-  std::map<std::string, Entry> entries;
-  std::size_t most = SIZE_MAX;
+  std::map<std::string, EntryAttributes> entries;
+  std::size_t most;
 };
 
 class HostFilesTest : public ::testing::Test {
@@ -48,6 +42,8 @@ class HostFilesTest : public ::testing::Test {
   }
   std::string At(const std::string& name) const { return root + "/" + name; }
   void Put(const std::string& name, const std::string& content) const { std::ofstream(At(name)) << content; }
+  void MakeLink(const std::string& name, const char* target) { ASSERT_EQ(symlink(target, At(name).c_str()), 0); }
+  void MakeFifo() { ASSERT_EQ(mkfifo(At("fifo").c_str(), 0600), 0); }
   std::string Content(const std::string& name) const {
     std::string content;
     return ReadWholeFile(At(name).c_str(), 1 << 30, content) == 0 ? content : "<unreadable>";
@@ -79,9 +75,9 @@ TEST_F(HostFilesTest, ListsEveryKindOfEntryWithoutFollowingOrOpeningIt) {
   ASSERT_EQ(truncate(At("sparse").c_str(), std::int64_t{5} << 30), 0);
   ASSERT_EQ(link(At("sparse").c_str(), At("hard").c_str()), 0);
   ASSERT_EQ(mkdir(At("folder").c_str(), 0755), 0);
-  ASSERT_EQ(symlink("folder", At("link").c_str()), 0);
-  ASSERT_EQ(symlink("nowhere", At("..dangling").c_str()), 0);
-  ASSERT_EQ(mkfifo(At("fifo").c_str(), 0600), 0);
+  MakeLink("link", "folder");
+  MakeLink("..dangling", "nowhere");
+  MakeFifo();
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   At("socket").copy(address.sun_path, sizeof address.sun_path - 1);
@@ -95,21 +91,20 @@ TEST_F(HostFilesTest, ListsEveryKindOfEntryWithoutFollowingOrOpeningIt) {
   Collector seen;
   const ListResult result = files.ListDirectory(root.c_str(), seen);
   EXPECT_TRUE(result.openErrno == 0 && result.readErrno == 0);
-  const std::map<std::string, EntryKind> expected{
-      {longest, EntryKind::kRegular}, {"file", EntryKind::kRegular},     {"sparse", EntryKind::kRegular},
-      {"hard", EntryKind::kRegular},  {"folder", EntryKind::kDirectory}, {"link", EntryKind::kSymbolicLink},
-      {"fifo", EntryKind::kFifo},     {"socket", EntryKind::kSocket},    {"..dangling", EntryKind::kSymbolicLink},
-      {hostile, EntryKind::kRegular}};
-  std::map<std::string, EntryKind> kinds;
-  for (const auto& [name, entry] : seen.entries) {
-    EXPECT_EQ(entry.queryErrno, 0) << name;
-    kinds[name] = entry.attributes.kind;
+  EXPECT_EQ(seen.entries.size(), 10U);
+  for (const std::string& name : {std::string("file"), std::string("sparse"), std::string("hard"), hostile, longest}) {
+    EXPECT_TRUE(seen.entries.contains(name) && seen.entries[name].kind == EntryKind::kRegular) << name;
   }
-  EXPECT_EQ(kinds, expected);
-  const EntryAttributes& file = seen.entries["file"].attributes;
+  for (const auto& [name, kind] : {std::pair{"folder", EntryKind::kDirectory},
+                                   {"link", EntryKind::kSymbolicLink},
+                                   {"..dangling", EntryKind::kSymbolicLink},
+                                   {"fifo", EntryKind::kFifo},
+                                   {"socket", EntryKind::kSocket}}) {
+    EXPECT_EQ(seen.entries[name].kind, kind) << name;
+  }
+  const EntryAttributes& file = seen.entries["file"];
   EXPECT_TRUE(file.dataSize == 5 && file.modTimeSec == 1'234'567'890 && file.createTimeSec != 1'234'567'890);
-  EXPECT_EQ(seen.entries["sparse"].attributes.dataSize, std::int64_t{5} << 30);
-  EXPECT_EQ(seen.entries["hard"].attributes.linkCount, 2U);
+  EXPECT_TRUE(seen.entries["sparse"].dataSize == std::int64_t{5} << 30 && seen.entries["hard"].linkCount == 2);
 
   EntryAttributes device;
   EXPECT_TRUE(files.QueryEntry("/dev/null", device) == 0 && device.kind == EntryKind::kCharacterDevice);
@@ -125,41 +120,33 @@ TEST_F(HostFilesTest, ListsBeyondOneBufferStopsOnRequestAndNests) {
   constexpr int kCount = 2000;
   const std::string tail(200, 'n');  // 2000 such names need more than one buffer
   for (int i = 0; i < kCount; ++i) Put(std::to_string(i) + tail, "");
-  Collector all;
-  files.ListDirectory(root.c_str(), all);
-  EXPECT_EQ(all.entries.size(), static_cast<std::size_t>(kCount));
-  for (int i = 0; i < kCount; ++i) EXPECT_EQ(all.entries.count(std::to_string(i) + tail), 1U) << i;
-
-  Collector few;
-  few.most = 3;
-  EXPECT_EQ(files.ListDirectory(root.c_str(), few).readErrno, 0);
-  EXPECT_EQ(few.entries.size(), 3U);
-
-  class Nesting : public EntryVisitor {
-   public:
-    bool OnEntry(std::string_view name, int, const EntryAttributes&) override {
-      names.insert(std::string(name));
-      Collector inner;
-      inner.most = 10;
+  struct Nesting : Collector {
+    bool OnEntry(std::string_view name, int queryErrno, const EntryAttributes& attributes) override {
+      Collector inner(10);
       HostPlatform().files->ListDirectory("/usr/bin", inner);
-      return true;
+      return Collector::OnEntry(name, queryErrno, attributes);
     }
-    std::set<std::string> names;
   } nesting;
-  files.ListDirectory(root.c_str(), nesting);
-  EXPECT_EQ(nesting.names.size(), static_cast<std::size_t>(kCount));
+  Collector all, few(3);
+  for (Collector* collector : {&all, static_cast<Collector*>(&nesting)}) {
+    files.ListDirectory(root.c_str(), *collector);
+    EXPECT_EQ(collector->entries.size(), static_cast<std::size_t>(kCount));
+    for (int i = 0; i < kCount; ++i) EXPECT_TRUE(collector->entries.contains(std::to_string(i) + tail)) << i;
+  }
+  EXPECT_TRUE(files.ListDirectory(root.c_str(), few).readErrno == 0 && few.entries.size() == 3);
 }
 
 TEST_F(HostFilesTest, TellsWhyADirectoryCannotBeListed) {
   Put("file", "x");
-  ASSERT_EQ(mkfifo(At("fifo").c_str(), 0600), 0);
-  ASSERT_EQ(mkdir(At("closed").c_str(), 0), 0);
+  MakeFifo();
+  ASSERT_TRUE(mkdir(At("closed").c_str(), 0) == 0 && chmod(root.c_str(), 0755) == 0);
   Collector none;
-  EXPECT_EQ(files.ListDirectory(At("missing").c_str(), none).openErrno, ENOENT);
-  EXPECT_EQ(files.ListDirectory(At("file").c_str(), none).openErrno, ENOTDIR);
-  EXPECT_EQ(files.ListDirectory(At("fifo").c_str(), none).openErrno, ENOTDIR);
-  EXPECT_EQ(files.ListDirectory((root + "/" + std::string(5000, 'x')).c_str(), none).openErrno, ENAMETOOLONG);
-  EXPECT_EQ(chmod(root.c_str(), 0755), 0);
+  for (const auto& [name, error] : {std::pair{std::string("missing"), ENOENT},
+                                    {"file", ENOTDIR},
+                                    {"fifo", ENOTDIR},
+                                    {std::string(5000, 'x'), ENAMETOOLONG}}) {
+    EXPECT_EQ(files.ListDirectory(At(name).c_str(), none).openErrno, error) << name;
+  }
   const uid_t former = geteuid();
   if (former != 0 || seteuid(65'534) == 0) {  // root may list anything
     EXPECT_EQ(files.ListDirectory(At("closed").c_str(), none).openErrno, EACCES);
@@ -197,11 +184,11 @@ TEST_F(HostFilesTest, OpensInEveryModeWithoutHangingOrFollowing) {
   EXPECT_TRUE(files.Write(descriptor, "hello world", 11, written) == 0 && written == 11);
   char text[6] = "";
   std::size_t got = 0;
-  EXPECT_TRUE(files.Seek(descriptor, 6) == 0 && files.Read(descriptor, text, 5, got) == 0);
-  EXPECT_STREQ(text, "world");
+  EXPECT_TRUE(files.Seek(descriptor, 6) == 0 && files.Read(descriptor, text, 5, got) == 0 &&
+              text == std::string("world"));
   EXPECT_TRUE(files.Read(descriptor, text, 5, got) == 0 && got == 0);
   EXPECT_EQ(Open("new", OpenMode::kCreateExclusive), EEXIST);
-  ASSERT_EQ(symlink("elsewhere", At("link").c_str()), 0);
+  MakeLink("link", "elsewhere");
   EXPECT_EQ(Open("link", OpenMode::kCreateExclusive), EEXIST);
   EXPECT_EQ(Open("link", OpenMode::kAppendNoFollow), ELOOP);
   EXPECT_FALSE(std::filesystem::exists(At("elsewhere")));
@@ -214,14 +201,14 @@ TEST_F(HostFilesTest, OpensInEveryModeWithoutHangingOrFollowing) {
   EXPECT_EQ(Content("new"), "<unreadable>");  // empty
   EXPECT_EQ(Open("missing", OpenMode::kRead), ENOENT);
 
-  ASSERT_EQ(mkfifo(At("fifo").c_str(), 0600), 0);
+  MakeFifo();
   EXPECT_EQ(Open("fifo", OpenMode::kRead), 0);
   Reset();
-  EXPECT_EQ(Open("fifo", OpenMode::kAppendNoFollow), ENXIO);
-  EXPECT_EQ(Open("fifo", OpenMode::kWriteTruncate), ENXIO);
+  for (const OpenMode mode : {OpenMode::kAppendNoFollow, OpenMode::kWriteTruncate})
+    EXPECT_EQ(Open("fifo", mode), ENXIO);
 }
 
-TEST_F(HostFilesTest, WritesAsMuchAsFitsAndTellsTheError) {
+TEST_F(HostFilesTest, TellsOfAFullDiskAndLocksExclusively) {
   std::size_t written = 99;
   ASSERT_EQ(files.Open("/dev/full", OpenMode::kAppend, 0666, descriptor), 0);
   EXPECT_TRUE(files.Write(descriptor, "x", 1, written) == ENOSPC && written == 0);
@@ -229,9 +216,7 @@ TEST_F(HostFilesTest, WritesAsMuchAsFitsAndTellsTheError) {
   std::size_t got = 0;
   char byte = 0;
   EXPECT_EQ(files.Read(descriptor, &byte, 1, got), EISDIR);
-}
 
-TEST_F(HostFilesTest, LocksExcludeEachOther) {
   ASSERT_EQ(Open("lock", OpenMode::kAppend), 0);
   int other = -1;
   ASSERT_EQ(files.Open(At("lock").c_str(), OpenMode::kRead, 0, other), 0);
@@ -253,7 +238,7 @@ TEST_F(HostFilesTest, GivesExactModesWhateverTheUmask) {
   EXPECT_EQ(files.MakeDirectory(At("folder").c_str(), 0700), EEXIST);
   EXPECT_EQ(files.MakeDirectory(At("no/folder").c_str(), 0700), ENOENT);
   EXPECT_EQ(files.ChangeMode(At("folder").c_str(), 0750), 0);
-  ASSERT_EQ(symlink("folder", At("to folder").c_str()), 0);
+  MakeLink("to folder", "folder");
   files.ChangeMode(At("to folder").c_str(), 0777);  // refused, or the link's own mode: by system
   EXPECT_EQ(ModeOf("folder"), 0750U);
   AccessFacts access;
@@ -264,17 +249,18 @@ TEST_F(HostFilesTest, GivesExactModesWhateverTheUmask) {
 TEST_F(HostFilesTest, RenamesReplacesUnlinksAndNamesTemporaries) {
   Put("from", "new");
   Put("to", "old");
-  EXPECT_TRUE(files.Rename(At("from").c_str(), At("to").c_str()) == 0 && Content("to") == "new");
-  EXPECT_EQ(files.Rename(At("from").c_str(), At("to").c_str()), ENOENT);
-  EXPECT_EQ(files.Unlink(At("to").c_str()), 0);
-  EXPECT_EQ(files.Unlink(At("to").c_str()), ENOENT);
+  const std::string from = At("from"), to = At("to");
+  EXPECT_TRUE(files.Rename(from.c_str(), to.c_str()) == 0 && Content("to") == "new");
+  EXPECT_EQ(files.Rename(from.c_str(), to.c_str()), ENOENT);
+  EXPECT_TRUE(files.Unlink(to.c_str()) == 0 && files.Unlink(to.c_str()) == ENOENT);
 
-  std::string first, second;
-  ASSERT_EQ(files.MakeTemporaryFile(root, "tqr", ".txt", first), 0);
-  ASSERT_EQ(files.MakeTemporaryFile(root, "tqr", ".txt", second), 0);
-  EXPECT_TRUE(first != second && first.size() == root.size() + std::string("/tqrXXXXXX.txt").size());
-  EXPECT_TRUE(first.starts_with(root + "/tqr") && first.ends_with(".txt"));
-  EXPECT_EQ(ModeOf(first.substr(root.size() + 1)), 0600U);
+  std::string made[2];
+  for (std::string& path : made) {
+    ASSERT_EQ(files.MakeTemporaryFile(root, "tqr", ".txt", path), 0);
+    EXPECT_TRUE(path.starts_with(root + "/tqr") && path.ends_with(".txt") && path.size() == At("tqrXXXXXX.txt").size());
+    EXPECT_EQ(ModeOf(path.substr(root.size() + 1)), 0600U);
+  }
+  EXPECT_NE(made[0], made[1]);
 }
 
 TEST_F(HostFilesTest, ReadsWholeRegularFilesWithinTheLimit) {
@@ -285,11 +271,8 @@ TEST_F(HostFilesTest, ReadsWholeRegularFilesWithinTheLimit) {
   const auto size = static_cast<std::int64_t>(big.size());
   EXPECT_TRUE(ReadWholeFile(At("big").c_str(), size, content) == 0 && content == big);
   EXPECT_EQ(ReadWholeFile(At("big").c_str(), size - 1, content), EFBIG);
-  EXPECT_EQ(ReadWholeFile(At("empty").c_str(), size, content), ENODATA);
-  EXPECT_EQ(ReadWholeFile(At("missing").c_str(), size, content), ENOENT);
-  EXPECT_EQ(ReadWholeFile(root.c_str(), size, content), EINVAL);
-  ASSERT_EQ(mkfifo(At("fifo").c_str(), 0600), 0);
-  EXPECT_EQ(ReadWholeFile(At("fifo").c_str(), size, content), EINVAL);
+  MakeFifo();
+  for (const auto& [name, error] : {std::pair{"empty", ENODATA}, {"missing", ENOENT}, {"", EINVAL}, {"fifo", EINVAL}}) {
+    EXPECT_EQ(ReadWholeFile(At(name).c_str(), size, content), error) << name;
+  }
 }
-
-}  // namespace

@@ -2,15 +2,13 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
 using namespace platform;
 
 using Bytes = std::vector<std::uint8_t>;
 
 const Bytes kAddress{0xA1, 0, 3, 4, 5, 0xFE};
 
-InterfaceFacts Interface(const char* name, std::uint32_t index, bool hasDevice, bool isRandom = false) {
+static InterfaceFacts Interface(const char* name, std::uint32_t index, bool hasDevice, bool isRandom = false) {
   return {name, index, kAddress, true, hasDevice, isRandom};
 }
 
@@ -32,13 +30,11 @@ TEST(LinuxTextsTest, GroupsDigits) {
 
 TEST(LinuxTextsTest, ReadsPagesAndNumbers) {
   const MemoryFigures figures = ParseStatm("2000 100 90 1 0 50 0\n", 4096);
-  EXPECT_EQ(figures.virtualBytes, 8'192'000U);
-  EXPECT_EQ(figures.residentBytes, 409'600U);
+  EXPECT_TRUE(figures.virtualBytes == 8'192'000 && figures.residentBytes == 409'600);
   for (const char* bad : {"", "x", "2000", "2000 ", " 2000 100", "2000\n100", "-1 5"}) {
     EXPECT_EQ(ParseStatm(bad, 4096).virtualBytes, 0U) << bad;
   }
-  EXPECT_EQ(ParseKernelNumber("1\n"), 1U);
-  EXPECT_EQ(ParseKernelNumber("0"), 0U);
+  EXPECT_TRUE(ParseKernelNumber("1\n") == 1U && ParseKernelNumber("0") == 0U);
   for (const char* bad : {"", "\n", "1 2", "x", "99999999999999999999"})
     EXPECT_EQ(ParseKernelNumber(bad), std::nullopt) << bad;
 }
@@ -57,17 +53,12 @@ TEST(LinuxTextsTest, ChoosesTheInterfaceThatStaysTheSame) {
   zero.address.assign(6, 0);
   InterfaceFacts longer = Interface("infiniband", 3, true);
   longer.address.assign(20, 1);
-  const InterfaceFacts madeUp = Interface("veth", 4, false, true);
-  const InterfaceFacts bridge = Interface("bridge", 5, false);
-  const InterfaceFacts wireless = Interface("wlan", 7, true);
-  const InterfaceFacts wired = Interface("eth", 6, true, true);
-  const InterfaceFacts en0 = Interface("en0", 9, false, true);
-  const std::vector<InterfaceFacts> unusable{loopback, zero, longer, madeUp};
+  const InterfaceFacts madeUp = Interface("veth", 4, false, true), bridge = Interface("bridge", 5, false),
+                       wireless = Interface("wlan", 7, true), wired = Interface("eth", 6, true, true),
+                       en0 = Interface("en0", 9, false, true);
 
   EXPECT_STREQ(ChosenOf({bridge, wireless, wired, en0}), "en0");
   EXPECT_STREQ(ChosenOf({bridge, wireless, wired}), "eth");
   EXPECT_STREQ(ChosenOf({madeUp, Interface("later", 8, false), bridge}), "bridge");
-  EXPECT_STREQ(ChosenOf(unusable), "none");
+  EXPECT_STREQ(ChosenOf({loopback, zero, longer, madeUp}), "none");
 }
-
-}  // namespace

@@ -18,9 +18,10 @@ void Put(Bytes& bytes, std::size_t offset, Field value) {
   std::memcpy(bytes.data() + offset, &value, sizeof value);
 }
 
-inline void Erase(Bytes& bytes, std::size_t from, std::size_t count) {
-  const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(from);
-  bytes.erase(first, first + static_cast<std::ptrdiff_t>(count));
+template <typename Field>
+Bytes With(Bytes bytes, std::size_t offset, Field value) {
+  Put(bytes, offset, value);
+  return bytes;
 }
 
 /// A whole reply about one file in a buffer of 256 bytes; what follows its 140 is filled with ones.
@@ -54,9 +55,17 @@ inline Bytes DirectoryReply() {
 
 /// Moves everything behind `at` forward by `count` bytes, as when the kernel packs less in front of it.
 inline Bytes Without(Bytes reply, std::size_t at, std::size_t count) {
-  Erase(reply, at, count);
+  const auto first = reply.begin() + static_cast<std::ptrdiff_t>(at);
+  reply.erase(first, first + static_cast<std::ptrdiff_t>(count));
   reply.resize(256, std::byte{0});
   return reply;
+}
+/// The kernel leaves Finder info that it failed to read out, and its length word does not tell.
+inline Bytes FileReplyWithoutFinderInfo() {
+  return With(Without(FileReply(), 76, 32), 4, std::uint32_t{0x80040E08});
+}
+inline Bytes WithoutReturnedSet(const Bytes& reply, std::uint32_t length) {
+  return With(Without(reply, 4, 20), 0, length);
 }
 
 inline Bytes VolumeReply(std::string_view device) {

@@ -2,111 +2,92 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "platform/linux_volume_rules.h"
 
-namespace {
-
 using namespace platform;
-
 using Texts = std::vector<std::string>;
 
-constexpr const char* kRoot = "20 1 254:0 / / rw - ext4 /dev/vda rw\n";
+static const std::string kRoot = "20 1 254:0 / / rw - ext4 /dev/vda rw\n";
 
-MountTable TableOf(const std::string& text) {
+static MountTable TableOf(const std::string& text) {
   return MountTable(ParseMountInfo(text));
 }
 
-Texts Volumes(const std::string& text) {
-  return SelectVolumeMountPoints(TableOf(text));
+/// A line for each row that is read: its numbers, mount point, source and type.
+static Texts Rows(const std::string& text) {
+  Texts shown;
+  for (const MountRow& row : ParseMountInfo(text)) {
+    const std::string numbers = std::to_string(row.id) + " " + std::to_string(row.parentId);
+    shown.push_back(numbers + " " + row.mountPoint + " " + row.source + " " + row.type);
+  }
+  return shown;
 }
 
 TEST(MountInfoTest, ReadsRowsWithAnyNumberOfOptionalFields) {
-  const std::vector<MountRow> rows = ParseMountInfo(
-      "36 35 98:0 /mnt1 /mnt\\0402 rw,noatime master:1 propagate_from:2 - ext3 /dev/ro\\134ot\\011\\012 "
-      "rw,errors=continue\n"
-      "37 36 0:5 / /a rw - tmpfs  rw\n"
-      "38 36 0:6 / /b rw - fuse.sshfs host:/x rw");
-  ASSERT_EQ(rows.size(), 3U);
-  EXPECT_EQ(rows[0].id, 36U);
-  EXPECT_EQ(rows[0].parentId, 35U);
-  EXPECT_EQ(rows[0].mountPoint, "/mnt 2");
-  EXPECT_EQ(rows[0].type, "ext3");
-  EXPECT_EQ(rows[0].source, "/dev/ro\\ot\t\n");
-  EXPECT_EQ(rows[1].source, "");
-  EXPECT_EQ(rows[2].type, "fuse.sshfs");
-}
-
-TEST(MountInfoTest, LeavesOutWhatIsNoRowAndKeepsWhatIsNoEscape) {
-  const std::vector<MountRow> rows = ParseMountInfo(
-      "\n\n- - -\nx 1 0:1 / /a rw - ext4 d rw\n1\n1 2 0:1 / relative rw - ext4 d rw\n1 2 0:1 / /no-dash rw ext4 d rw\n"
-      "99999999999999999999999 2 0:1 / /a rw - ext4 d rw\n5 2 0:1 / /good rw - ext4 d rw\n6 2 0:1 / /cut rw -");
-  ASSERT_EQ(rows.size(), 1U);
-  EXPECT_EQ(rows[0].mountPoint, "/good");
-  EXPECT_EQ(DecodeMountText("\\04"), "\\04");
-  EXPECT_EQ(DecodeMountText("\\400\\389\\"), "\\400\\389\\");
-  EXPECT_EQ(DecodeMountText("\\377\\1010"),
-            "\xFF"
-            "A0");
+  EXPECT_EQ(Rows("36 35 98:0 /mnt1 /mnt\\0402 rw,noatime master:1 propagate_from:2 - ext3 /dev/ro\\134ot\\011\\012 "
+                 "rw,errors=continue\n37 36 0:5 / /a rw - tmpfs  rw\n38 36 0:6 / /b rw - fuse.sshfs host:/x rw"),
+            (Texts{"36 35 /mnt 2 /dev/ro\\ot\t\n ext3", "37 36 /a  tmpfs", "38 36 /b host:/x fuse.sshfs"}));
+  EXPECT_EQ(Rows("\n\n- - -\nx 1 0:1 / /a rw - ext4 d rw\n1\n1 2 0:1 / relative rw - ext4 d rw\n"
+                 "1 2 0:1 / /no-dash rw ext4 d rw\n99999999999999999999999 2 0:1 / /a rw - ext4 d rw\n"
+                 "5 2 0:1 / /good rw - ext4 d rw\n6 2 0:1 / /cut rw -"),
+            Texts{"5 2 /good d ext4"});
+  const std::pair<const char*, const char*> escapes[] = {
+      {"\\04", "\\04"}, {"\\400\\389\\", "\\400\\389\\"}, {"\\377\\1010", "\xFF\x41\x30"}};
+  for (const auto& [escaped, text] : escapes) EXPECT_EQ(DecodeMountText(escaped), text);
 }
 
 TEST(MountInfoTest, SeesOnlyTheTopmostMountOfAPath) {
-  const MountTable table = TableOf(std::string(kRoot) +
+  const auto sources = [](const MountTable& table, const Texts& paths) {
+    Texts seen;
+    for (const std::string& path : paths) {
+      const MountRow* row = table.VisibleAt(path);
+      seen.push_back(row != nullptr ? row->source : "none");
+    }
+    return seen;
+  };
+  const MountTable table = TableOf(kRoot +
                                    "21 20 0:1 / /a rw - tmpfs low rw\n"
                                    "23 22 0:3 / /a/in rw - tmpfs seen rw\n"
                                    "22 21 0:2 / /a rw - tmpfs top rw\n"           // on 21, listed behind its own child
                                    "24 21 0:4 / /a/hid rw - tmpfs hidden rw\n");  // in 21, which 22 covers
-  EXPECT_EQ(table.VisibleAt("/")->source, "/dev/vda");
-  EXPECT_EQ(table.VisibleAt("/a")->source, "top");
-  EXPECT_EQ(table.VisibleAt("/a/in")->source, "seen");
-  EXPECT_EQ(table.VisibleAt("/a/hid"), nullptr);
-  EXPECT_EQ(table.VisibleAt("/a/in/deeper"), nullptr);
-  EXPECT_EQ(table.VisibleAt("a"), nullptr);
+  EXPECT_EQ(sources(table, {"/", "/a", "/a/in", "/a/hid", "/a/in/deeper", "a"}),
+            (Texts{"/dev/vda", "top", "seen", "none", "none", "none"}));
   // A process whose root is a plain folder sees no row for it, and rows whose parents are not listed.
-  const MountTable inner = TableOf("30 7 0:1 / /Volumes/A rw - tmpfs a rw\n");
-  EXPECT_EQ(inner.VisibleAt("/"), nullptr);
-  EXPECT_EQ(inner.VisibleAt("/Volumes/A")->source, "a");
+  EXPECT_EQ(sources(TableOf("30 7 0:1 / /Volumes/A rw - tmpfs a rw\n"), {"/", "/Volumes/A"}), (Texts{"none", "a"}));
   // A table that is no tree must not hang it.
   const char* circle = "1 9 0:1 / /a rw - t a rw\n2 1 0:1 / /a rw - t b rw\n1 2 0:1 / /a rw - t c rw\n";
   EXPECT_NE(TableOf(circle).VisibleAt("/a"), nullptr);
 }
 
 TEST(MountInfoTest, VolumesAreTheVisibleLocalMountsOfVolumesFolder) {
-  EXPECT_EQ(Volumes(std::string(kRoot) + "21 20 8:1 / /Volumes/B rw - ext4 /dev/sda1 rw\n"
-                                         "22 20 8:2 /home /Volumes/A\\040bind rw - ext4 /dev/sda2 rw\n"
-                                         "23 20 0:3 / /Volumes/Ram rw - tmpfs ram rw\n"
-                                         "24 20 0:4 / /Volumes/.hidden rw - tmpfs x rw\n"
-                                         "25 21 0:5 / /Volumes/B/sub rw - tmpfs x rw\n"
-                                         "26 20 0:6 / /Volumes/nfs rw - nfs4 h:/x rw\n"
-                                         "27 20 0:7 / /Volumes/ssh rw - fuse.sshfs h:/x rw\n"
-                                         "28 20 0:8 / /Volumes/proc rw - proc proc rw\n"
-                                         "29 20 0:9 / /volumes/lower rw - tmpfs x rw\n"
-                                         "30 20 0:10 / /mnt rw - tmpfs x rw\n"
-                                         "31 20 8:3 / /Volumes/ntfs rw - fuseblk /dev/sdb1 rw\n"
-                                         "32 20 0:11 / /Volumes/auto rw - autofs systemd-1 rw\n"
-                                         "33 32 8:4 / /Volumes/auto rw - ext4 /dev/sdc1 rw\n"
-                                         "34 20 8:5 / /Volumes/covered rw - ext4 /dev/sdd1 rw\n"
-                                         "35 34 0:12 / /Volumes/covered rw - nfs h:/y rw\n"),
-            (Texts{"/", "/Volumes/B", "/Volumes/A bind", "/Volumes/Ram", "/Volumes/ntfs", "/Volumes/auto"}));
-  // Something mounted over the whole folder hides what was mounted in it.
+  const auto volumes = [](const std::string& text) { return SelectVolumeMountPoints(TableOf(text)); };
   EXPECT_EQ(
-      Volumes(std::string(kRoot) + "21 20 8:1 / /Volumes/B rw - ext4 d rw\n22 20 0:1 / /Volumes rw - tmpfs v rw\n"),
-      Texts{"/"});
-  EXPECT_EQ(Volumes(""), Texts{"/"});
+      volumes(kRoot +
+              "21 20 8:1 / /Volumes/B rw - ext4 /dev/sda1 rw\n22 20 8:2 /home /Volumes/A\\040bind rw - ext4 /s rw\n"
+              "23 20 0:3 / /Volumes/Ram rw - tmpfs ram rw\n24 20 0:4 / /Volumes/.hidden rw - tmpfs x rw\n"
+              "25 21 0:5 / /Volumes/B/sub rw - tmpfs x rw\n26 20 0:6 / /Volumes/nfs rw - nfs4 h:/x rw\n"
+              "27 20 0:7 / /Volumes/ssh rw - fuse.sshfs h:/x rw\n28 20 0:8 / /Volumes/proc rw - proc proc rw\n"
+              "29 20 0:9 / /volumes/lower rw - tmpfs x rw\n30 20 0:10 / /mnt rw - tmpfs x rw\n"
+              "31 20 8:3 / /Volumes/ntfs rw - fuseblk /dev/sdb1 rw\n32 20 0:11 / /Volumes/auto rw - autofs 1 rw\n"
+              "33 32 8:4 / /Volumes/auto rw - ext4 /dev/sdc1 rw\n34 20 8:5 / /Volumes/covered rw - ext4 /d rw\n"
+              "35 34 0:12 / /Volumes/covered rw - nfs h:/y rw\n"),
+      (Texts{"/", "/Volumes/B", "/Volumes/A bind", "/Volumes/Ram", "/Volumes/ntfs", "/Volumes/auto"}));
+  // Something mounted over the whole folder hides what was mounted in it.
+  EXPECT_EQ(volumes(kRoot + "21 20 8:1 / /Volumes/B rw - ext4 d rw\n22 20 0:1 / /Volumes rw - tmpfs v rw\n"),
+            Texts{"/"});
+  EXPECT_EQ(volumes(""), Texts{"/"});
 }
 
 TEST(MountInfoTest, SkipsWindowsSharesAndPseudoFileSystemsOnly) {
-  const std::vector<MountTableRow> rows = SelectSkippedMounts(
-      TableOf(std::string(kRoot) +
-              "21 20 0:1 / /proc rw - proc proc rw\n22 20 0:2 / /dev/shm rw - tmpfs tmpfs rw\n"
-              "23 20 0:3 / /mnt/s\\040hare rw - cifs //host/share rw\n24 20 0:4 / /nfs rw - nfs h:/x rw\n"
-              "25 20 0:5 / /s3 rw - smb3 //h/s rw\n26 20 0:6 / /home/u rw - autofs map rw\n"
-              "27 26 0:7 / /home/u rw - nfs h:/u rw\n"));
-  ASSERT_EQ(rows.size(), 3U);
-  EXPECT_EQ(rows[0].mountPoint + rows[0].type, "/procproc");
-  EXPECT_EQ(rows[1].mountPoint + rows[1].source + rows[1].type, "/mnt/s hare//host/sharesmbfs");
-  EXPECT_EQ(rows[2].mountPoint + rows[2].type, "/s3smbfs");
+  Texts skipped;
+  for (const MountTableRow& row : SelectSkippedMounts(
+           TableOf(kRoot + "21 20 0:1 / /proc rw - proc proc rw\n22 20 0:2 / /dev/shm rw - tmpfs tmpfs rw\n"
+                           "23 20 0:3 / /mnt/s\\040hare rw - cifs //host/share rw\n24 20 0:4 / /nfs rw - nfs h:/x rw\n"
+                           "25 20 0:5 / /s3 rw - smb3 //h/s rw\n26 20 0:6 / /home/u rw - autofs map rw\n"
+                           "27 26 0:7 / /home/u rw - nfs h:/u rw\n"))) {
+    skipped.push_back(row.mountPoint + " " + row.source + " " + row.type);
+  }
+  EXPECT_EQ(skipped, (Texts{"/proc proc proc", "/mnt/s hare //host/share smbfs", "/s3 //h/s smbfs"}));
 }
 
 TEST(MountInfoTest, TellsTypesMediaAndUuids) {
@@ -124,12 +105,10 @@ TEST(MountInfoTest, TellsTypesMediaAndUuids) {
 
   std::array<std::uint8_t, 16> uuid{};
   ASSERT_TRUE(ParseUuidText("01234567-89aB-cDef-0011-2233445566ff", uuid));
-  EXPECT_EQ(uuid, (std::array<std::uint8_t, 16>{1, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0, 0x11, 0x22, 0x33, 0x44,
-                                                0x55, 0x66, 0xFF}));
+  EXPECT_EQ(std::string(uuid.begin(), uuid.end()),
+            std::string("\x01\x23\x45\x67\x89\xAB\xCD\xEF\x00\x11\x22\x33\x44\x55\x66\xFF", 16));
   for (const char* bad : {"", "ABCD-1234", "01234567-89ab-cdef-0011-2233445566f",
                           "0123456789ab-cdef-0011-2233445566ff-", "0123456g-89ab-cdef-0011-2233445566ff"}) {
     EXPECT_FALSE(ParseUuidText(bad, uuid)) << bad;
   }
 }
-
-}  // namespace

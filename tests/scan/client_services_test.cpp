@@ -11,8 +11,7 @@ TEST_F(ClientServicesTest, FirstLinesDecide) {
   fake.WriteFile(Data("tqreports/tqclient_end_of_life.txt"), Joined(" ", TqVersionString(), "\r\n").c_str());
   fake.WriteFile(Data("tqreports/tqserv_runs_as.txt"), "bob \nroot\n");
   fake.WriteFile(Data("tqreports/tqrollback_current_uxe.txt"), " \nuxe_rb365d\n");
-  EXPECT_TRUE(TqClientVersionManager::IsEndOfLife());
-  EXPECT_EQ(ServiceLoginName(), "bob");
+  EXPECT_TRUE(TqClientVersionManager::IsEndOfLife() && ServiceLoginName() == "bob");
   EXPECT_FALSE(TqUiUtil::TqRollback_GetMostCurrentFinalizedHistoryUxeString(retention)) << "an empty first line";
   fake.WriteFile(Data("tqreports/tqclient_end_of_life.txt"), Joined(TqVersionString(), "1").c_str());
   EXPECT_FALSE(TqClientVersionManager::IsEndOfLife());
@@ -32,8 +31,8 @@ TEST_F(ClientServicesTest, InstalledPrograms) {
 }
 
 TEST_F(ClientServicesTest, ServicePermissions) {
-  Attach("/Volumes/Drive", kDataGuid);
-  Select({{"/Volumes/Drive/", kDataGuid}, {"/Volumes/Unplugged/", kOtherGuid}});
+  AddIdentified("/Volumes/Drive", kDiskGuid);
+  Select({{kDiskGuid, "/Volumes/Drive/"}, {kOtherGuid, "/Volumes/Unplugged/"}});
   fake.Find("/Volumes/Drive")->mode = 0700;
   fake.Find("/Volumes/Drive")->userId = 0;
   fake.WriteFile(Data("tqreports/tqserv_runs_as.txt"), "bob");

@@ -4,27 +4,21 @@
 
 class CommandsTest : public ScanTest {
  protected:
-  /// Calls a command; gives its status, what it printed is in `out` and `err`.
-  int Call(std::initializer_list<const char*> words, TqStage stage = TqStage::kAfterSettings) {
+  /// Calls a command; gives its status, what it printed is in `out`.
+  int Call(std::initializer_list<const char*> words) {
     TqStringVector arguments;
     for (const char* word : words) arguments.Add(word);
-    char* texts[2] = {};
-    std::size_t sizes[2] = {};
-    TqCommandCall call{"tqfilelist", arguments, open_memstream(&texts[0], &sizes[0]),
-                       open_memstream(&texts[1], &sizes[1]), run};
-    const int status = RunCommandOfTable(*FindCommand(arguments, stage), call);
-    out = Closed(call.out, texts[0]);
-    err = Closed(call.err, texts[1]);
+    char* text = nullptr;
+    std::size_t size = 0;
+    TqRunState run;
+    TqCommandCall call{"tqfilelist", arguments, open_memstream(&text, &size), stderr, run};
+    const int status = RunCommandOfTable(*FindCommand(arguments, TqStage::kAfterSettings), call);
+    std::fclose(call.out);
+    out = text;
+    std::free(text);
     return status;
   }
-  static std::string Closed(std::FILE* file, char*& text) {
-    std::fclose(file);
-    const std::string copy = text;
-    std::free(text);
-    return copy;
-  }
-  TqRunState run;
-  std::string out, err;
+  std::string out;
 };
 
 TEST_F(CommandsTest, ForksAndSignaturesOfTheMac) {
@@ -42,10 +36,17 @@ TEST_F(CommandsTest, ForksAndSignaturesOfTheMac) {
 }
 
 TEST_F(CommandsTest, ExclusiveFileIsHeldToItsEnd) {
+  const std::string opening = "Opening this file exclusively: /tmp/file\n";
   fake.WriteFile("/tmp/file", "x");
   EXPECT_EQ(Call({"-open_file_exclusive", "/tmp/file"}), 0);
+  EXPECT_TRUE(out.starts_with(opening + "Holding file exclusively seconds=0 ...\n"));
   EXPECT_TRUE(out.ends_with("Holding file exclusively seconds=4995 ...\nReleased file: /tmp/file\n"));
   EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(1000, 5'000'000));
+  Fail("lock", "/tmp/file", EAGAIN);
+  EXPECT_EQ(Call({"-open_file_exclusive", "/tmp/file"}), 0);
+  EXPECT_EQ(out, opening +
+                     "File exists but TqOpenFileReadOnlyExclusive Failed on: /tmp/file, errStr=ERROR: exclusive "
+                     "lock failed with errno=11, on file: /tmp/file\n");
 }
 
 TEST_F(CommandsTest, NoVolumeAtAllWritesNoList) {

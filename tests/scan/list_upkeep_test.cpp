@@ -20,12 +20,12 @@ class ListUpkeepTest : public ScanRunTest {
 };
 
 TEST_F(ListUpkeepTest, AgingFollowsTheRetentionPolicy) {
-  const std::tuple<const char*, int, const char*> policies[] = {
-      {"30d", 31, "30 days\n"},
-      {"x_rb365d", 91, "90 days one year rollback customer\n"},
-      {"x_rb365z", 91, "90 days one year rollback customer\n"},
-      {"_rb002", 3, "2 days SPECIAL_TEST_PATH\n"},
-      {"_rb002_rb365d", 3, "2 days SPECIAL_TEST_PATH\n"}};
+  const char *year = "90 days one year rollback customer\n", *test = "2 days SPECIAL_TEST_PATH\n";
+  const std::tuple<const char*, int, const char*> policies[] = {{"30d", 31, "30 days\n"},
+                                                                {"x_rb365d", 91, year},
+                                                                {"x_rb365z", 91, year},
+                                                                {"_rb002", 3, test},
+                                                                {"_rb002_rb365d", 3, test}};
   fake.localOffsetSeconds = -3'600;
   const std::string start = "# GmtMillisThisListWasStarted: 0000018bcfe56800, GmtDateTime: 20231114211320\n";
   for (const auto& [retention, firstDay, stub] : policies) {
@@ -47,15 +47,15 @@ TEST_F(ListUpkeepTest, NoStubForAVolumeThatWasSeen) {
   PutRegistry({40, 3, 60});
   keepsList("newest line counts");
   PutRegistry({40});
-  Attach("/Volumes/Drive", kDataGuid);
+  AddIdentified("/Volumes/Drive", kDiskGuid);
   keepsList("attached now");
   plan.dirs.Add("0/Volumes/Drive/");
-  plan.vguids.Add(kDataGuid);
+  plan.vguids.Add(kDiskGuid);
   PutList(kDriveList + ".future", kOldList);
   swapper.SwapInAllLists();
   fake.Unmount("/Volumes/Drive");
   keepsList("swapped in during this run");
-  Select({{"/", kSystemGuid}});
+  Select({{kRootGuid, "/"}});
   keepsList("not selected");
 }
 
@@ -65,10 +65,10 @@ TEST_F(ListUpkeepTest, MissingListGetsAStubAfterASecondLook) {
   EXPECT_EQ(List(kDriveList), kOldList) << "a folder that cannot be listed proves nothing";
   fake.fault = nullptr;
   RemoveList(kDriveList);
-  PutList(Text(kDataGuid) + "_old__filelist.dat", "there");
+  PutList(std::string(kDiskGuid) + "_old__filelist.dat", "there");
   FillMissing();
   EXPECT_FALSE(HasList(kDriveList)) << "a list under any tag is a list: the volume was renamed";
-  RemoveList(Text(kDataGuid) + "_old__filelist.dat");
+  RemoveList(std::string(kDiskGuid) + "_old__filelist.dat");
   fake.sleepsMicros.clear();
   fake.onSleep = [&](std::int64_t) { PutList(kDriveList, "late"); };
   FillMissing();
@@ -82,10 +82,9 @@ TEST_F(ListUpkeepTest, MissingListGetsAStubAfterASecondLook) {
 
 TEST_F(ListUpkeepTest, OnlyListsOfDeselectedVolumesAreDeleted) {
   const std::string other = kOtherGuid;
-  for (const std::string& kept :
-       {other + "_els_filelist.dat", other + "_else__filelist.dat", "w" + other.substr(1) + "_else_filelist.dat",
-        std::string("v001BBBBBBBBBBBBBBBBBBBBBBBB_driv_filelist.dat")}) {
-    PutList(kept, "");
+  const std::string capitals = "v001AAAAAAAAAAAAAAAAAAAAAAAA_driv";
+  for (const std::string& kept : {other + "_els", other + "_else_", "w" + other.substr(1) + "_else", capitals}) {
+    PutList(kept + "_filelist.dat", "");
   }
   fake.MakeLink(Data("tqfilelists/") + other + "_link_filelist.dat", "/Users");
   PutList(other + "_else_filelist.dat", "");

@@ -2,27 +2,21 @@
 
 #include <algorithm>
 #include <functional>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "scan/scan_run.h"
-#include "scan/top_dirs.h"
-#include "selection/rule_engine.h"
 #include "tests/scan/scan_fixture.h"
-#include "volumes/defcon.h"
-#include "volumes/volume_registry.h"
 
 /// Whole scan runs: the system volume and one drive are attached and selected.
 class ScanRunTest : public ScanTest {
  protected:
   static constexpr const char* kOldList = "# GmtMillisThisListWasStarted: 0000018bcfe50000, x\nold\n";
-  const std::string kRootList = Text(kSystemGuid) + "_root_filelist.dat";
-  const std::string kDriveList = Text(kDataGuid) + "_driv_filelist.dat";
+  const std::string kRootList = std::string(kRootGuid) + "_root_filelist.dat";
+  const std::string kDriveList = std::string(kDiskGuid) + "_driv_filelist.dat";
 
   ScanRunTest() {
     AttachSystemVolume();
-    Attach("/Volumes/Drive", kDataGuid);
+    AddIdentified("/Volumes/Drive", kDiskGuid);
     fake.WriteFile("/Users/bob/letter.doc", "12345");
     fake.WriteFile("/Volumes/Drive/photos/2020/a.jpg", "123");
     fake.WriteFile("/Volumes/Drive/photos/2021/b.jpg", "1234");
@@ -30,23 +24,15 @@ class ScanRunTest : public ScanTest {
     PutList(kDriveList, kOldList);
     SelectBoth();
   }
-  ~ScanRunTest() override {
-    TqInfoManager::FreeRules(TqInfoManager::tqExcludeFilenameRules, &TqInfoManager::num_tqExcludeFilenameRules);
-    TqUiUtil::ForgetDefconCache();
-    TqUiUtil::ForgetGuidState();
-    ForgetVerificationTime();
-  }
-  void SelectBoth() { Select({{"/", kSystemGuid}, {"/Volumes/Drive/", kDataGuid}}); }
+  void SelectBoth() { Select({{kRootGuid, "/"}, {kDiskGuid, "/Volumes/Drive/"}}); }
   /// One run; its exit status.
-  int Run(void (*change)(TqRunState&) = nullptr) {
+  int Run(void (*change)(TqRunState&) = nullptr) try {
     TqRunState run;
     run.processStartMillis = fake.nowMillis;
     if (change != nullptr) change(run);
-    try {
-      RunScan(run);
-    } catch (const ExitCalled& exit) {
-      return exit.status;
-    }
+    RunScan(run);
+  } catch (const ExitCalled& exit) {
+    return exit.status;
   }
   std::string List(const std::string& name) { return fake.ReadFile(Data("tqfilelists/") + name); }
   bool HasList(const std::string& name) { return fake.Has(Data("tqfilelists/") + name); }
@@ -61,13 +47,7 @@ class ScanRunTest : public ScanTest {
   /// A registry that knows the drive as often as there are numbers of days since it was seen.
   void PutRegistry(const std::vector<int>& daysSinceSeen) {
     TqVolumeInfoList list;
-    for (const int days : daysSinceSeen) {
-      TqVolumeInfo* record = list.AddNew();
-      record->Reset();
-      record->SetVguid(kDataGuid);
-      record->mountPointPath = "/Volumes/Drive/";
-      record->lastTimeVolumeWasSeenAttachedGmtMillis = fake.nowMillis - days * 86'400'000LL;
-    }
+    for (const int days : daysSinceSeen) Add(list, kDiskGuid, "/Volumes/Drive/", fake.nowMillis - days * kDay);
     ASSERT_TRUE(TqUiUtil::TqVolumesXml_WriteTqVolumesXmlFile("000", list));
   }
 };

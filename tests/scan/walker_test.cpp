@@ -15,12 +15,12 @@ static std::string Block(const std::string& dir, int files, const std::string& l
 class WalkerTest : public ScanTest {
  protected:
   WalkerTest() {
-    Attach("/Volumes/Data", kDataGuid);
+    AddIdentified("/Volumes/Data", kDiskGuid);
     run.maxFileSizeBytes = 600'000'000;
     run.lastLockRefreshMillis = fake.nowMillis;
     PrepareScanPaths(run);
     walk.largeFileListPath = Data("tqfilelists/bigfilelist.dat.future");
-    walk.listFilePath = Data("tqfilelists/") + kDataGuid + "_data_filelist.dat.future";
+    walk.listFilePath = Data("tqfilelists/") + kDiskGuid + "_data_filelist.dat.future";
     walk.volumePath = "/Volumes/Data/";
     output.NoteMount(walk.volumePath);
   }
@@ -29,7 +29,7 @@ class WalkerTest : public ScanTest {
   std::string Walk(const char* dir) { return RecursivelyAddFilenamesToList(walk, dir, 1), Taken(); }
   std::string OneLevel(const char* dir) { return AddFilenamesFromThisDirToList(walk, dir), Taken(); }
   std::string Taken() {
-    const std::string lines = Text(output.Buffer());
+    const std::string lines = std::string(output.Buffer());
     return output.Buffer().Clear(), lines;
   }
   /// `count` directories in /many, beside itself.
@@ -175,7 +175,7 @@ TEST_F(WalkerTest, UnreadableDirectoriesGetNoBlock) {
 TEST_F(WalkerTest, AVolumeThatVanishesMidWalkIsMarked) {
   for (const char* name : {"a", "b", "c"}) fake.WriteFile(std::string("/Volumes/Data/v/") + name + "/x", "x");
   topDirs.dirs.Add("2/Volumes/Data/v/");
-  topDirs.vguids.Add(kDataGuid);
+  topDirs.vguids.Add(kDiskGuid);
   topDirs.count = 1;
   fake.WriteFile(walk.listFilePath, "half");
   UnmountAt("list", "/Volumes/Data/v/b");

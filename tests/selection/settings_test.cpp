@@ -2,8 +2,6 @@
 
 #include "tests/selection/selection_fixture.h"
 
-namespace {
-
 using namespace TqInfoManager;
 
 const std::string kVguid = "v00012345678901234567890123a";
@@ -24,20 +22,19 @@ class SettingsTest : public SelectionTest {
 };
 
 TEST_F(SettingsTest, NumbersHaveTheirBoundsAndFallbacks) {
-  EXPECT_EQ(ReadOne("numdays_warn_if_no_backup", "3").numDaysWarnIfNoBackup, 3u);
-  for (const char* value : {"30", "-1", "x", "99999999999"}) {
-    EXPECT_EQ(ReadOne("numdays_warn_if_no_backup", value).numDaysWarnIfNoBackup, 7u) << value;
+  for (const auto& [value, days] : {std::pair{"3", 3U}, {"30", 7}, {"-1", 7}, {"x", 7}, {"99999999999", 7}}) {
+    EXPECT_EQ(ReadOne("numdays_warn_if_no_backup", value).numDaysWarnIfNoBackup, days) << value;
   }
-  EXPECT_EQ(ReadOne("num_backup_threads", "200").numBackupThreads, 200);
-  for (const char* value : {"0", "201", "none", "", "x"}) {
-    EXPECT_EQ(ReadOne("num_backup_threads", value).numBackupThreads, 8) << value;
+  for (const auto& [value, threads] :
+       {std::pair{"200", 200}, {"0", 8}, {"201", 8}, {"none", 8}, {"", 8}, {"x", 8}, {" 5 ", 5}}) {
+    EXPECT_EQ(ReadOne("num_backup_threads", value).numBackupThreads, threads) << value;
   }
-  EXPECT_EQ(ReadOne("num_backup_threads", " 5 ").numBackupThreads, 5);
   EXPECT_EQ(Read("<p />").numBackupThreads, 5);
   EXPECT_EQ(ReadOne("net_auto_throttle", "True").numBackupThreads, 8);
-  EXPECT_EQ(ReadOne("max_filesize_mb", "none").maxFileSizeMb, 1'000'000'000);
-  EXPECT_EQ(ReadOne("max_filesize_mb", "12 MB").maxFileSizeMb, 4000);
-  EXPECT_EQ(ReadOne("max_filesize_mb", "70000").MaxFileSizeBytes(), 73'400'320'000);
+  for (const auto& [value, bytes] :
+       {std::pair{"none", 1'048'576'000'000'000}, {"12 MB", 4'194'304'000}, {"70000", 73'400'320'000}}) {
+    EXPECT_EQ(ReadOne("max_filesize_mb", value).MaxFileSizeBytes(), bytes) << value;
+  }
   EXPECT_TRUE(ReadOne("net_throttle", "x").netThrottle == 50 && ReadOne("net_throttle", "+20").netThrottle == 20);
 }
 
@@ -63,8 +60,7 @@ TEST_F(SettingsTest, SelectedVolumesAndBlockedNetworks) {
        "<tqblocked_network blocked_network_name=\"\" blocked_network_mac_addr=\"00:12\" />"
        "<tqblocked_network blocked_network_name=\"Short\" blocked_network_mac_addr=\"0\" />"
        "<tqblocked_network blocked_network_name=\"None\" />");
-  ASSERT_EQ(Settings().selectedVolumes.size(), 2u);
-  EXPECT_STREQ(Settings().selectedVolumes[1].mountPoint.c_str(), "/Volumes/C");
+  EXPECT_TRUE(Settings().selectedVolumes.size() == 2 && Settings().selectedVolumes[1].mountPoint == "/Volumes/C");
   EXPECT_EQ(Settings().blockedNetworks.size(), 1u);
   const std::string bogus = "TqInfoXmlFile - bogus <tqvolume ... /> tag in tqinfo.xml ";
   const std::string network = "TqInfoXmlFile - bad XML with ";
@@ -81,7 +77,7 @@ TEST_F(SettingsTest, AFailedReadChangesNothing) {
   EXPECT_FALSE(ReadControlPanelSettingsFromTqInfoXmlFile());
   EXPECT_TRUE(Settings().selectedVolumes.size() == 1 && SettingsText().Contains(kVguid));
   EXPECT_TRUE(ReadOne("tqserv_long_term_mode_override", "slow").selectedVolumes.empty());
-  EXPECT_STREQ(GetTqservLongTermModeOverride().c_str(), "slow");
+  EXPECT_EQ(GetTqservLongTermModeOverride(), "slow");
   const std::string path = Data("tqinfo.xml");
   ExpectLogged({"tqinfo.xml file does not exist here=" + path + ", which is normal in the installer, but bad",
                 "ERROR: could not read tqinfo.xml file from disk 1: " + path,
@@ -97,8 +93,7 @@ TEST_F(SettingsTest, FilesToWatch) {
       "whichfiles=\"all\" /><do_backup a=\"b\"><tqdirfilter dir=\"/Users/\" whichfiles=\"smartwatchfilesets\" />"
       "<tqdirfilter dir=\"/x/\" whichfiles=\"None,,\" /><tqdirfilter dir=\"/y/\" whichfiles=\"*\" />"
       "<tqdirfilter dir=\"/z/\" whichfiles=\"odd, Music\" /><tqdirfilter whichfiles=\"all\" /></do_backup>");
-  ASSERT_TRUE(ParseTqInfoForFilesToWatch(dirs));
-  ASSERT_EQ(dirs.size(), 4u);
+  ASSERT_TRUE(ParseTqInfoForFilesToWatch(dirs) && dirs.size() == 4);
   const auto& extensions = dirs[0].extensions;  // a lone one (" mp3") is not trimmed
   EXPECT_EQ(Joined(dirs[0].dir, extensions.At(0), extensions.At(1), extensions.At(2)), "/users/doctxt mp3");
   EXPECT_TRUE(dirs[1].none && !dirs[1].all && dirs[2].all && dirs[3].extensions.Count() == 1);
@@ -110,8 +105,7 @@ TEST_F(SettingsTest, FilesToWatch) {
   WriteSettings(many + "</do_backup>");
   std::vector<TqDirFilter> filters;
   ASSERT_TRUE(ParseTqInfoForFilesToWatch(dirs) && read_tqinfo_tqdirfilter(many, filters));
-  EXPECT_EQ(dirs.size(), 9999u);
-  EXPECT_STREQ(filters.back().dir.c_str(), "/9998/");
+  EXPECT_TRUE(dirs.size() == 9999 && filters.back().dir == "/9998/");
   const std::string overflow = "found more than TQ_INFO_MAX_NUM_DIR_FILTERS=9999 tqdirfilters, so ignoring the rest";
   ExpectLogged({overflow + " - location A", overflow + " - location B"});
 }
@@ -137,8 +131,7 @@ TEST_F(SettingsTest, FileSetDefinitions) {
   std::string many = "<filesetdef extensions=\"a\" /><filesetdef filesetname=\"empty\" />";
   for (int i = 2; i < 150; ++i) many += "<filesetdef filesetname=\"s\" extensions=\"A,b\" />";
   WriteSettings(many);
-  EXPECT_TRUE(ReadFileSetDefs(sets) && sets.size() == 149);
-  EXPECT_STREQ(sets[1].extensions.At(0).c_str(), "a");
+  EXPECT_TRUE(ReadFileSetDefs(sets) && sets.size() == 149 && sets[1].extensions.At(0) == "a");
   EXPECT_FALSE(Logged("clipping to 150!"));
   WriteSettings(many + "<filesetdef filesetname=\"s\" />");
   EXPECT_TRUE(ReadFileSetDefs(sets) && sets.size() == 148);  // 149 elements, one of them nameless
@@ -146,5 +139,3 @@ TEST_F(SettingsTest, FileSetDefinitions) {
                 "ParseTqInfoForFileSetHashes, too many filesetdef definitions, 150 is the max, clipping to 150!",
                 "TqFile::GetUniqueStrAttrFromXmlSnippet NO filesetdefs name in this filesetdef snippet: <"});
 }
-
-}  // namespace

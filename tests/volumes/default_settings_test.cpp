@@ -2,8 +2,6 @@
 
 #include "tests/volumes/volumes_fixture.h"
 
-namespace {
-
 class DefaultSettingsTest : public VolumesTest {
  protected:
   DefaultSettingsTest() {
@@ -33,11 +31,10 @@ TEST_F(DefaultSettingsTest, OrdinaryVolumesAreSelectedWithAnIdentityOfThisHost) 
   EXPECT_EQ(RegistrySummary(), "001 v001 /Volumes/Foreign/;v000 /;v001 /Volumes/Mine/;");
   EXPECT_TRUE(Logged("ERROR: Not backing up volume because not gm. Volume named /Volumes/Empty/"));
   EXPECT_FALSE(fake.Has("/Volumes/Empty/.tqvol"));
-  EXPECT_EQ(TqInfoManager::Settings().onlineHostname, "TestHost.local");
-  EXPECT_EQ(TqInfoManager::Settings().scratchVguid, kRootGuid);
+  const TqInfoSettings& settings = TqInfoManager::Settings();
+  EXPECT_TRUE(settings.onlineHostname == "TestHost.local" && settings.scratchVguid == kRootGuid);
   const std::string text = fake.ReadFile(Data("tqinfo.xml"));
-  EXPECT_FALSE(Create());
-  EXPECT_EQ(fake.ReadFile(Data("tqinfo.xml")), text);
+  EXPECT_TRUE(!Create() && fake.ReadFile(Data("tqinfo.xml")) == text);
   EXPECT_TRUE(Logged("ERROR: CreateDefault_tqinfo_xml, file already exists: "));
 }
 
@@ -77,8 +74,5 @@ TEST_F(DefaultSettingsTest, SelectionByMountPointNeedsAttachedVolumesWithIdentit
     EXPECT_FALSE(TqInfoManager::SetVolumesSelectedForBackupEX(both)) << unusable;
   }
   EXPECT_EQ(fake.ReadFile(Data("tqinfo.xml")), text);
-  EXPECT_TRUE(TqInfoManager::SetVolumesSelectedForBackupEX(mountPoints));
-  EXPECT_EQ(Selected(), "v001 /Volumes/Mine/;");
+  EXPECT_TRUE(TqInfoManager::SetVolumesSelectedForBackupEX(mountPoints) && Selected() == "v001 /Volumes/Mine/;");
 }
-
-}  // namespace

@@ -4,8 +4,6 @@
 
 #include "tests/volumes/volumes_fixture.h"
 
-namespace {
-
 using namespace TqUiUtil;
 
 class DefconTest : public VolumesTest {
@@ -43,9 +41,8 @@ class DefconTest : public VolumesTest {
 };
 
 TEST_F(DefconTest, LevelsByDays) {
-  const std::array<std::int32_t, 4> cases[] = {
-      {-1, 7, 7, 5}, {0, 8, 0, 4}, {15, 0, 0, 3}, {28, 28, 28, 2}, {0, 0, 29, 1}};
-  for (const auto& [seen, listed, pushed, level] : cases) {
+  for (const auto& [seen, listed, pushed, level] :
+       {std::array{-1, 7, 7, 5}, {0, 8, 0, 4}, {15, 0, 0, 3}, {28, 28, 28, 2}, {0, 0, 29, 1}}) {
     EXPECT_EQ(DefconLevelFor(seen, listed, pushed), level);
   }
 }
@@ -129,8 +126,7 @@ TEST_F(DefconTest, CacheLastsFiveMinutes) {
 }
 
 TEST_F(DefconTest, TheOldestListOfAnAttachedElevatedVolumeWins) {
-  const std::string hexA = "2f566f6c756d65732f412f";
-  const std::string hexB = "2f566f6c756d65732f422f";
+  const std::string hexA = "2f566f6c756d65732f412f", hexB = "2f566f6c756d65732f422f";
   AddIdentified("/Volumes/A", kDiskGuid);
   AddIdentified("/Volumes/B", kOtherGuid);
   const auto chosen = [&](const std::vector<std::array<std::string, 4>>& entries, const char* critical = "1") {
@@ -151,5 +147,3 @@ TEST_F(DefconTest, TheOldestListOfAnAttachedElevatedVolumeWins) {
   fake.Unmount("/Volumes/B");
   EXPECT_EQ(chosen({{kDiskGuid, hexA, "4", "9"}, {kOtherGuid, hexB, "1", "30"}}), "/Volumes/A/");
 }
-
-}  // namespace

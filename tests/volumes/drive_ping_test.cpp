@@ -4,8 +4,6 @@
 
 #include "tests/volumes/volumes_fixture.h"
 
-namespace {
-
 using Names = std::vector<std::string>;
 
 /// The fake clock stands at 2023-11-14.
@@ -97,5 +95,3 @@ TEST_F(DrivePingTest, WhatClearsTheSignAndWhatIsReported) {
   EXPECT_TRUE(AllAnswered());
   EXPECT_EQ(fake.Names("/.tqvol").size() + fake.Names(Data("tqvol_system_volume")).size(), 2U);
 }
-
-}  // namespace

@@ -3,8 +3,6 @@
 #include "tests/volumes/volumes_fixture.h"
 #include "volumes/drive_summary.h"
 
-namespace {
-
 class SelectedVolumesTest : public VolumesTest {
  protected:
   /// Summary and abbreviation, joined by a line feed.
@@ -27,8 +25,7 @@ TEST_F(SelectedVolumesTest, EverySelectedVolumeIsThereAttachedOrNot) {
     EXPECT_TRUE(list.Get(i)->volumeIsSelectedForBackup && list.Get(i)->volumeIsCurrentlyConnected == (i > 0)) << i;
   }
   AddIdentified("/Volumes/Second", kDiskGuid);  // a copied drive: the one at the settings' place counts
-  ASSERT_TRUE(TqInfoManager::GetVolumesSelectedForBackup(list));
-  EXPECT_STREQ(list.Get(1)->mountPointPath.c_str(), "/Volumes/Second/");
+  EXPECT_TRUE(TqInfoManager::GetVolumesSelectedForBackup(list) && list.Get(1)->mountPointPath == "/Volumes/Second/");
 }
 
 TEST_F(SelectedVolumesTest, ListNamesOnlyWhenAllExist) {
@@ -36,11 +33,10 @@ TEST_F(SelectedVolumesTest, ListNamesOnlyWhenAllExist) {
   const auto get = [&] { return TqUiUtil::GetVecOf_SelForBackup_PerVolumeGuidFileList_FileNames(paths); };
   EXPECT_FALSE(get());
   WriteSettingsFile({{kRootGuid, "/"}, {kDiskGuid, "/Volumes/Disk/"}});
-  fake.WriteFile(Data("tqfilelists/v000rrrrrrrrrrrrrrrrrrrrrrrr_root_filelist.dat"), "#\n");
+  fake.WriteFile(ListPath("v000rrrrrrrrrrrrrrrrrrrrrrrr_root"), "#\n");
   EXPECT_TRUE(!get() && paths.Count() == 0);
-  fake.WriteFile(Data("tqfilelists/v001aaaaaaaaaaaaaaaaaaaaaaaa_disk_filelist.dat"), "#\n");
-  EXPECT_TRUE(get() && paths.Count() == 2 &&
-              paths.At(1).EndsWith("tqfilelists/v001aaaaaaaaaaaaaaaaaaaaaaaa_disk_filelist.dat"));
+  fake.WriteFile(ListPath("v001aaaaaaaaaaaaaaaaaaaaaaaa_disk"), "#\n");
+  EXPECT_TRUE(get() && paths.Count() == 2 && paths.At(1) == ListPath("v001aaaaaaaaaaaaaaaaaaaaaaaa_disk"));
 }
 
 TEST_F(SelectedVolumesTest, DisplayListAndSummary) {
@@ -79,5 +75,3 @@ TEST_F(SelectedVolumesTest, VolumeOfAFile) {
   EXPECT_TRUE(std::string_view(volume.vguid) == kOtherGuid && volume.volumeIsSelectedForBackup);
   EXPECT_FALSE(TqUiUtil::GetVolumeInfoFromFilename("/Volumes/Never/c", volume));
 }
-
-}  // namespace

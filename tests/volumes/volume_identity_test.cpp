@@ -2,8 +2,6 @@
 
 #include "tests/volumes/volumes_fixture.h"
 
-namespace {
-
 class VolumeIdentityTest : public VolumesTest {
  protected:
   /// The error code, empty for success.
@@ -22,9 +20,7 @@ class VolumeIdentityTest : public VolumesTest {
   }
   const std::string systemFile = Data("tqvol_system_volume/tqvol_id.xml");
   const std::string diskFile = "/Volumes/Disk/.tqvol/tqvol_id.xml";
-  const std::string onDisk = std::string(kDiskGuid) + " " + kHostGuid;
-  const std::string onOther = std::string(kOtherGuid) + " " + kHostGuid;
-  const std::string onRoot = std::string(kRootGuid) + " " + kHostGuid;
+  static std::string Told(const std::string& vguid, const char* hguid = kHostGuid) { return vguid + " " + hguid; }
 };
 
 TEST_F(VolumeIdentityTest, WritesTheExactFiles) {
@@ -37,7 +33,7 @@ TEST_F(VolumeIdentityTest, WritesTheExactFiles) {
       "associated_hguid=\"0123456789abcdef01234567\" />\n</contents>\n");
   EXPECT_EQ(fake.Find("/Volumes/Disk/.tqvol/tqscratch/tqcurrentlargefile")->mode, 0777U);
   ASSERT_EQ(Write("/", kRootGuid), "");
-  EXPECT_NE(fake.ReadFile(systemFile).find("backing up the System Volume (/)\" />\n"), std::string::npos);
+  EXPECT_EQ(Count(fake.ReadFile(systemFile), "backing up the System Volume (/)\" />\n"), 1);
   EXPECT_EQ(
       fake.ReadFile(Data("tqvol_system_volume/README.txt")),
       "WARNING: do not delete this directory or these files.  If you do,\nKestrune will stop backing up the System "
@@ -54,6 +50,11 @@ TEST_F(VolumeIdentityTest, RefusesBeforeAnythingIsMade) {
     EXPECT_EQ(Write(nowhere, kDiskGuid), "could_not_create_hidden_tqvol_top_dir");
   }
   EXPECT_FALSE(fake.Names("/Volumes/Disk").size() > 0 || fake.Has("/Volumes/Gone") || fake.Has("/.tqvol"));
+  AddIdentified("/Volumes/Disk", kDiskGuid);
+  fake.MakeLink("/Volumes/Thief/.tqvol", "/Volumes/Disk/.tqvol");
+  EXPECT_EQ(Write("/Volumes/Thief/", kOtherGuid), "could_not_create_hidden_tqvol_top_dir");
+  EXPECT_EQ(Read("/Volumes/Thief/") + Read("/Volumes/Disk/"), " " + Told(kDiskGuid))
+      << "a linked folder is no identity";
 }
 
 TEST_F(VolumeIdentityTest, ReplacingKeepsTheOldFileUntilTheNewOneIsWhole) {
@@ -70,14 +71,6 @@ TEST_F(VolumeIdentityTest, ReplacingKeepsTheOldFileUntilTheNewOneIsWhole) {
   EXPECT_EQ(fake.Names("/Volumes/Disk/.tqvol"), (std::vector<std::string>{"tqscratch", "tqvol_id.xml", "README.txt"}));
 }
 
-TEST_F(VolumeIdentityTest, ALinkedFolderIsNoIdentity) {
-  AddIdentified("/Volumes/Disk", kDiskGuid);
-  fake.MakeLink("/Volumes/Thief/.tqvol", "/Volumes/Disk/.tqvol");
-  EXPECT_EQ(Read("/Volumes/Thief/"), " ");
-  EXPECT_EQ(Write("/Volumes/Thief/", kOtherGuid), "could_not_create_hidden_tqvol_top_dir");
-  EXPECT_EQ(Read("/Volumes/Disk/"), onDisk);
-}
-
 TEST_F(VolumeIdentityTest, BadFilesFillWhatIsValidInThem) {
   EXPECT_TRUE(Read("/Volumes/Disk/") == " " && !Logged("WARNING"));
   const std::pair<std::string, std::string> cases[] = {
@@ -90,7 +83,7 @@ TEST_F(VolumeIdentityTest, BadFilesFillWhatIsValidInThem) {
     Read("/Volumes/Disk/");
     EXPECT_TRUE(Logged("WARNING: TqFile::GetInfoAboutAttachedVolume, " + note + ", fileName=" + diskFile)) << note;
   }
-  EXPECT_EQ(Read("/Volumes/Disk/"), std::string(kDiskGuid) + " ");
+  EXPECT_EQ(Read("/Volumes/Disk/"), Told(kDiskGuid, ""));
   fake.WriteFile("/Volumes/Other/id", IdentityText(kOtherGuid));
   fake.MakeLink(diskFile, "/Volumes/Other/id");
   EXPECT_TRUE(Read("/Volumes/Disk/") == " " && Logged("tqvol_id_file_exists_but_not_readable"));
@@ -99,22 +92,22 @@ TEST_F(VolumeIdentityTest, BadFilesFillWhatIsValidInThem) {
 TEST_F(VolumeIdentityTest, TheSystemVolumesForeignHostIsRepaired) {
   const std::string foreign = IdentityText(kOtherGuid, kOldHost);
   fake.WriteFile(systemFile, foreign);
-  const std::string asItWas = std::string(kOtherGuid) + " " + kOldHost;
-  EXPECT_EQ(Read("/"), asItWas);  // no settings yet
+  EXPECT_EQ(Read("/"), Told(kOtherGuid, kOldHost)) << "no settings yet";
   WriteSettingsFile({{kDiskGuid, "/Volumes/Disk/"}, {kRootGuid, "/"}});
   Fail("rename", "tqvol_id.xml.tmp");
-  EXPECT_EQ(Read("/"), asItWas);
+  EXPECT_EQ(Read("/"), Told(kOtherGuid, kOldHost));
   fake.fault = nullptr;
-  EXPECT_TRUE(Read("/") == onRoot && fake.ReadFile(systemFile) == IdentityText(kRootGuid));  // the settings' vguid wins
+  EXPECT_TRUE(Read("/") == Told(kRootGuid) &&
+              fake.ReadFile(systemFile) == IdentityText(kRootGuid));  // the settings' vguid wins
 
   WriteSettingsFile({{kDiskGuid, "/Volumes/Disk/"}});
   fake.WriteFile(systemFile, IdentityText("v001short", kOldHost));
   Read("/");
   EXPECT_EQ(fake.ReadFile(systemFile), IdentityText("v001short", kOldHost));
   fake.WriteFile(systemFile, foreign);
-  EXPECT_EQ(Read("/"), onOther);
+  EXPECT_EQ(Read("/"), Told(kOtherGuid));
   AddIdentified("/Volumes/Disk", kDiskGuid, kOldHost);  // another volume's host is never changed
-  EXPECT_EQ(Read("/Volumes/Disk/"), std::string(kDiskGuid) + " " + kOldHost);
+  EXPECT_EQ(Read("/Volumes/Disk/"), Told(kDiskGuid, kOldHost));
 }
 
 TEST_F(VolumeIdentityTest, NoRepairWhileTheHostGuidIsUnsure) {
@@ -134,29 +127,23 @@ TEST_F(VolumeIdentityTest, NoRepairWhileTheHostGuidIsUnsure) {
 TEST_F(VolumeIdentityTest, TheSystemVolumesIdentityIsClonedOnce) {
   fake.WriteFile("/System/Volumes/Data/.tqvol/tqvol_id.xml", IdentityText(kDiskGuid));
   fake.WriteFile("/System/Volumes/Data/.tqvol/README.txt", "read me");
-  EXPECT_TRUE(Read("/") == onDisk && fake.ReadFile(Data("tqvol_system_volume/README.txt")) == "read me");
+  EXPECT_TRUE(Read("/") == Told(kDiskGuid) && fake.ReadFile(Data("tqvol_system_volume/README.txt")) == "read me");
   fake.WriteFile("/.tqvol/tqvol_id.xml", IdentityText(kOtherGuid));
-  EXPECT_EQ(Read("/"), onDisk);
+  EXPECT_EQ(Read("/"), Told(kDiskGuid));
   fake.Remove(systemFile);
-  EXPECT_EQ(Read("/"), onOther);  // "/.tqvol" comes first
-}
-
-TEST_F(VolumeIdentityTest, LookingAtTheSystemVolumeMakesNoDataFolder) {
-  fake.WriteFile("/.tqvol/tqvol_id.xml", IdentityText(kRootGuid));
+  EXPECT_EQ(Read("/"), Told(kOtherGuid));  // "/.tqvol" comes first
   fake.Remove(kData);
-  EXPECT_TRUE(Read("/").starts_with(kRootGuid) && !fake.Has(kData));
+  EXPECT_TRUE(Read("/").starts_with(kOtherGuid) && !fake.Has(kData)) << "looking makes no data folder";
 }
 
 TEST_F(VolumeIdentityTest, TheSystemVolumesIdentityIsRebuiltFromTheSettings) {
   TqFile::CloneTqVolFolderOfSystemVolumeIntoDataDir_IfNeeded();
   EXPECT_FALSE(fake.Has(Data("tqvol_system_volume")));
   WriteSettingsFile({{kDiskGuid, "/Volumes/Disk/"}, {kRootGuid, "/"}});
-  EXPECT_EQ(Read("/"), onRoot);
+  EXPECT_EQ(Read("/"), Told(kRootGuid));
   EXPECT_NE(fake.ReadFile(systemFile).find("drive volume.\" />\n<tqvolume vguid=\"v000r"), std::string::npos);
   fake.Find(Data("tqinfo.xml"))->openErrno = EACCES;
   TqString contents;
   EXPECT_FALSE(TqFile::GetSimulatedRootVolumeContents_tqvol_id_xml(contents));
   EXPECT_EQ(CountLogged("having trouble reading it iteration="), 11);
 }
-
-}  // namespace

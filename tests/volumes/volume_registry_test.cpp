@@ -2,23 +2,15 @@
 
 #include "tests/volumes/volumes_fixture.h"
 
-namespace {
-
 using namespace TqUiUtil;
 
 class VolumeRegistryTest : public VolumesTest {
  protected:
-  /// What is read of a registry with these lines between its frame.
-  std::string ReadLines(const std::string& lines) {
-    fake.WriteFile(registry, "<?xml?>\n<contents>\n" + lines + "\n</contents>\n");
+  /// What is read of a registry with a line of these attributes, and with that short id unless it is empty.
+  std::string ReadLine(const std::string& shortId, const std::string& attributes) {
+    const std::string metadata = shortId.empty() ? "" : "<m lastAssignedTqVolShortId=\"" + shortId + "\" />";
+    fake.WriteFile(registry, "<?xml?>\n<contents>\n" + metadata + "\n<tqvolume " + attributes + " />\n</contents>\n");
     return RegistrySummary();
-  }
-  static std::string Line(const std::string& vguid, const std::string& mountPoint) {
-    return "<tqvolume tqVolumeGuid=\"" + vguid + "\" " + mountPoint + " />\n";
-  }
-  std::string ShortIdAfter(const std::string& shortId) {
-    ReadLines("<m lastAssignedTqVolShortId=\"" + shortId + "\" />" + Line(kDiskGuid, "mountPointPathHex=\"2f\""));
-    return std::string(CreateNewTqVolumeGuid().Slice(1, 3));
   }
   const std::string registry = Data("tqvolumes.xml");
 };
@@ -54,23 +46,23 @@ TEST_F(VolumeRegistryTest, AnUnfinishedFileIsTriedNineTimes) {
 }
 
 TEST_F(VolumeRegistryTest, BadLinesAreSkipped) {
-  const std::string root = "mountPointPathHex=\"2f\"";
-  EXPECT_EQ(ReadLines("<tqvolume mountPointPathHex=\"2f\" />\n" + Line(kDiskGuid, root)), "000 v001 /;");
-  EXPECT_EQ(ReadLines("<m lastAssignedTqVolShortId=\"00b\" />" + Line("v1", root)), "00b ");
-  EXPECT_EQ(ReadLines(Line(kDiskGuid, "mountPointPath=\"/P/\"")), "000 v001 /P/;");
+  const std::string disk = "tqVolumeGuid=\"v001aaaaaaaaaaaaaaaaaaaaaaaa\" ", root = "mountPointPathHex=\"2f\"";
+  EXPECT_EQ(ReadLine("", root + " />\n<tqvolume " + disk + root), "000 v001 /;");
+  EXPECT_EQ(ReadLine("00b", "tqVolumeGuid=\"v1\" " + root), "00b ");
+  EXPECT_EQ(ReadLine("", disk + "mountPointPath=\"/P/\""), "000 v001 /P/;");
   for (const char* mountPoint : {"mountPointPathHex=\"2g\"", "mountPointPathHex=\"\"", "mountPointPath=\"\"", ""}) {
-    EXPECT_EQ(ReadLines(Line(kDiskGuid, mountPoint)), "000 ") << mountPoint;
+    EXPECT_EQ(ReadLine("", disk + mountPoint), "000 ") << mountPoint;
   }
 }
 
 TEST_F(VolumeRegistryTest, NewGuidInterleavesTimeAndHardwareAddress) {
   EXPECT_STREQ(CreateNewTqVolumeGuid().c_str(), "v0010a016b82ec53cdf48eb50f16");
   EXPECT_STREQ(CreateNewTqVolumeGuid().c_str(), "v0010a216b82ec53cdf48eb50f16");  // same millisecond: 2 ms later
-  TqUiUtil::ForgetGuidState();
+  ForgetGuidState();
   fake.hardwareAddressStatus = platform::HardwareAddressStatus::kUnreadable;
   fake.randoms = {7, 45'678'901, 23, 8};
   EXPECT_STREQ(CreateNewTqVolumeGuid().c_str(), "v00107246586e758c9f081b20311");
-  TqUiUtil::ForgetGuidState();
+  ForgetGuidState();
   fake.hardwareAddressStatus = platform::HardwareAddressStatus::kFound;
   fake.hardwareAddress = "9F-FF-FF-FF-FF-FF";
   fake.nowMillis = 0x18bcfe56890;  // the body would begin with "99"
@@ -80,7 +72,10 @@ TEST_F(VolumeRegistryTest, NewGuidInterleavesTimeAndHardwareAddress) {
 TEST_F(VolumeRegistryTest, NewShortIdFollowsTheHighest) {
   const std::pair<const char*, const char*> cases[] = {
       {"000", "002"}, {"998", "99a"}, {"ff8", "ff9"}, {"ff9", "001"}, {"zzz", "002"}};  // the volume has "001"
-  for (const auto& [last, next] : cases) EXPECT_EQ(ShortIdAfter(last), next);
+  for (const auto& [last, next] : cases) {
+    ReadLine(last, "tqVolumeGuid=\"v001aaaaaaaaaaaaaaaaaaaaaaaa\" mountPointPathHex=\"2f\"");
+    EXPECT_EQ(CreateNewTqVolumeGuid().Slice(1, 3), next) << last;
+  }
   fake.WriteFile(registry, "damaged beyond repair");
   EXPECT_TRUE(CreateNewTqVolumeGuid().StartsWith("v000"));
 }
@@ -117,19 +112,15 @@ TEST_F(VolumeRegistryTest, RefreshLearnsAttachedVolumesOfThisHost) {
   WriteSettingsFile({{kDiskGuid, "/Volumes/Old/"}, {kRootGuid, "/"}, {"v00", "/Volumes/Bad/"}});
   TqVolumesXml_QueryAttachDrives_UpdateTqVolXml();
   EXPECT_EQ(RegistrySummary(), "009 v001 /Volumes/New/;v002 /Volumes/Away/;v009 /Volumes/F0/;v000 /;");
-  EXPECT_NE(fake.ReadFile(registry).find("AttachedGmtMillis=\"1700000000000\""), std::string::npos);
-  EXPECT_NE(fake.ReadFile(registry).find("AttachedGmtMillis=\"5\""), std::string::npos);
+  const std::string text = fake.ReadFile(registry);
+  EXPECT_TRUE(Count(text, "AttachedGmtMillis=\"1700000000000\"") > 0 && Count(text, "AttachedGmtMillis=\"5\"") > 0);
   EXPECT_TRUE(Logged(" - hGuid mis-match on drive /Volumes/F1/, myHguid="));
-}
-
-TEST_F(VolumeRegistryTest, RefreshRebuildsACutOffRegistry) {
-  WriteRegistry({{kDiskGuid, "/Volumes/Disk/"}, {kOtherGuid, "/Volumes/Away/"}});
-  const std::string cutOff = fake.ReadFile(registry).substr(0, 200);
-  fake.WriteFile(registry, cutOff);
-  WriteSettingsFile({{kDiskGuid, "/Volumes/Disk/"}});
+  // A cut-off registry is rebuilt.
+  fake.WriteFile(registry, text.substr(0, 200));
+  for (const char* path : {"/Volumes/New", "/Volumes/F1", "/Volumes/Unknown"}) fake.Unmount(path);
   TqVolumesXml_QueryAttachDrives_UpdateTqVolXml();
-  EXPECT_EQ(RegistrySummary(), "001 v001 /Volumes/Disk/;");
-  EXPECT_EQ(fake.ReadFile(registry + ".damaged"), cutOff);
+  EXPECT_EQ(RegistrySummary(), "001 v001 /Volumes/Old/;v000 /;");
+  EXPECT_EQ(fake.ReadFile(registry + ".damaged"), text.substr(0, 200));
 }
 
 TEST_F(VolumeRegistryTest, TellsTheFirstPairOfEqualGuids) {
@@ -142,5 +133,3 @@ TEST_F(VolumeRegistryTest, TellsTheFirstPairOfEqualGuids) {
   EXPECT_TRUE(DoAnyCurrentlyAttachedHardDrivesHaveDuplicateVolGuids(a, b));
   EXPECT_STREQ(Joined(a, b).c_str(), "/Volumes/A//Volumes/D/");
 }
-
-}  // namespace

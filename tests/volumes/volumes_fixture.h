@@ -1,9 +1,5 @@
 #pragma once
 
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "selection/settings.h"
 #include "tests/platform_fixture.h"
 #include "volumes/defcon.h"
@@ -25,6 +21,7 @@ class VolumesTest : public PlatformTest {
     TqUiUtil::ForgetGuidState();
     TqUiUtil::ForgetDefconCache();
   }
+  static std::string ListPath(const std::string& name) { return Data("tqfilelists/" + name + "_filelist.dat"); }
   static std::string IdentityText(const std::string& vguid, const std::string& hguid = kHostGuid) {
     return "<contents>\n<tqvolume vguid=\"" + vguid + "\" associated_hguid=\"" + hguid + "\" />\n</contents>\n";
   }
@@ -34,15 +31,16 @@ class VolumesTest : public PlatformTest {
     fake.WriteFile(path + "/photo.jpg", "x");
     return fake.AddVolume(path);
   }
-  void WriteSettingsFile(const Pairs& selected) {
-    std::string text = "<tqinfo>\n<hard_drives_to_backup>\n";
+  /// Settings that select these volumes; `more` goes in front of them.
+  void WriteSettingsFile(const Pairs& selected, const std::string& more = "") {
+    std::string text = "<tqinfo>\n" + more + "<hard_drives_to_backup>\n";
     for (const auto& [vguid, mountPoint] : selected) {
       text += "    <tqvolume tqVolumeGuid=\"" + vguid + "\" mountPointPath=\"" + mountPoint + "\" />\n";
     }
     fake.WriteFile(Data("tqinfo.xml"), text + "</hard_drives_to_backup>\n</tqinfo>\n");
   }
-  void Select(const Pairs& selected) {
-    WriteSettingsFile(selected);
+  void Select(const Pairs& selected, const std::string& more = "") {
+    WriteSettingsFile(selected, more);
     ASSERT_TRUE(TqInfoManager::ReadControlPanelSettingsFromTqInfoXmlFile());
   }
   static TqVolumeInfo& Add(TqVolumeInfoList& list, const char* vguid, const char* mountPoint, std::int64_t seen = 0) {
