@@ -40,10 +40,21 @@ std::int64_t SizeThroughLinks(const char* path) {
   return isFile ? facts.size : -1;
 }
 
-/// Opens for writing and gives the file its mode, whatever the umask and whoever created it.
+/// Whether links of any kind and special files are left alone.
+bool MustHaveOneLink() {
+  return TqSystem::OsVersionIsAtLeast("10.9");
+}
+
+/// Opens for writing and gives the file its mode, whatever the umask and whoever created it. What was opened is judged
+/// once more before anything is changed: where others may write, too, a link may have taken the name meanwhile.
 bool OpenForWriting(const char* path, OpenMode openMode, Descriptor& file) {
   if (!TqFile::IsAppropriateToModifyFile(path) || file.Open(path, openMode, kFileMode) != 0) return false;
-  platform::TheFiles().ChangeDescriptorMode(file.Get(), kFileMode);
+  platform::Files& files = platform::TheFiles();
+  platform::FileFacts facts;
+  if (files.StatDescriptor(file.Get(), facts) != 0 || facts.kind != EntryKind::kRegular) return false;
+  if (facts.linkCount != 1 && MustHaveOneLink()) return false;
+  if (openMode == OpenMode::kWrite && files.Empty(file.Get()) != 0) return false;
+  files.ChangeDescriptorMode(file.Get(), kFileMode);
   return true;
 }
 
@@ -120,13 +131,13 @@ bool IsAppropriateToModifyFile(std::string_view path) {
   // A file that is there but cannot be judged is left alone.
   if (!GetInfoAboutFileOrDir(path, info)) return !Exists(path);
   if (info.isDir) return false;
-  return !TqSystem::OsVersionIsAtLeast("10.9") || (!info.isSpecial && !info.isAlias && info.linkCount == 1);
+  return !MustHaveOneLink() || (!info.isSpecial && !info.isAlias && info.linkCount == 1);
 }
 
 bool WriteFileToDisk(const char* path, const char* buffer, std::int64_t size) {
   if (path == nullptr || *path == '\0' || buffer == nullptr) return false;
   Descriptor file;
-  if (!OpenForWriting(path, OpenMode::kWriteTruncate, file)) return false;
+  if (!OpenForWriting(path, OpenMode::kWrite, file)) return false;
   std::size_t written = 0;
   if (size > 0) platform::TheFiles().Write(file.Get(), buffer, static_cast<std::size_t>(size), written);
   return true;

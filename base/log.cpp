@@ -55,7 +55,7 @@ void MakeFolderWithParents(const TqString& folder) {
 void AppendLine(const TqString& path, const TqString& line) {
   platform::Files& files = platform::TheFiles();
   int descriptor = -1;
-  if (files.Open(path.c_str(), platform::OpenMode::kAppendNoFollow, kFileMode, descriptor) != 0) return;
+  if (files.Open(path.c_str(), platform::OpenMode::kAppend, kFileMode, descriptor) != 0) return;
   platform::FileFacts facts;
   if (files.StatDescriptor(descriptor, facts) == 0 && facts.kind == platform::EntryKind::kRegular &&
       facts.linkCount == 1) {

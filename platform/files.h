@@ -57,9 +57,8 @@ struct ListResult {
 
 enum class OpenMode : std::uint8_t {
   kRead,             ///< read-only; non-blocking, so that a FIFO never hangs the caller
-  kWriteTruncate,    ///< write-only, created when missing, emptied
-  kAppend,           ///< append, created when missing
-  kAppendNoFollow,   ///< append, created when missing; a final symbolic link is refused (ELOOP)
+  kWrite,            ///< write-only, created when missing, else as it is; a final symbolic link is refused (ELOOP)
+  kAppend,           ///< as kWrite, and always at the end
   kCreateExclusive,  ///< read-write; fails with EEXIST when anything has the name
 };
 
@@ -126,6 +125,7 @@ class Files {
   virtual int Write(int descriptor, const void* buffer, std::size_t bytes, std::size_t& written) = 0;
   /// Absolute position in bytes from the start.
   virtual int Seek(int descriptor, std::int64_t offset) = 0;
+  virtual int Empty(int descriptor) = 0;  ///< takes all bytes out of the file
   virtual int StatDescriptor(int descriptor, FileFacts& facts) = 0;
   virtual int ChangeDescriptorMode(int descriptor, unsigned mode) = 0;
   /// Non-blocking exclusive advisory lock on the whole file; EWOULDBLOCK when another holder has it.

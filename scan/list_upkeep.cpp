@@ -1,5 +1,6 @@
 #include "scan/list_upkeep.h"
 
+#include <utility>
 #include <vector>
 
 #include "base/clock.h"
@@ -25,24 +26,37 @@ constexpr std::int32_t kWarnAboveDays = 20;
 constexpr std::int32_t kNoStubFromDays = 500;
 constexpr std::int64_t kMissingListPauseMillis = 5000;
 
+/// The names in the lists' folder: of its files, and of links and whatever else is no directory.
+struct ListsFolderNames {
+  TqStringVector files;
+  TqStringVector others;
+};
+
 /// False when the folder cannot be listed.
-bool ListRegularFiles(TqStringVector& names) {
-  names.Clear();
+bool ReadListsFolder(ListsFolderNames& names) {
   const TqString folder = TqInstall::ListsFolder();
   TqFileInfoList entries;
   if (!TqFile::GetListOfFileInfosInDir(&folder, &entries)) return false;
   for (std::int32_t i = 0; i < entries.Count(); ++i) {
     const TqFileInfo& entry = *entries.Get(i);
-    if (!entry.isDir && !entry.isSpecial) names.Add(entry.path.Slice(entry.path.FindLastChar('/') + 1));
+    if (entry.isDir) continue;
+    (entry.isSpecial ? names.others : names.files).Add(entry.path.Slice(entry.path.FindLastChar('/') + 1));
   }
   return true;
 }
 
 template <typename Matches>
-void DeleteMatchingFiles(const TqStringVector& names, const Matches& matches) {
+void DeleteMatching(const TqStringVector& names, const Matches& matches) {
   for (const TqString* name : names) {
     if (matches(*name)) TqFile::DeleteFile(Joined(TqInstall::ListsFolder(), *name));
   }
+}
+
+/// Of every kind but directories: a link that somebody put under such a name would be in the new list's way, too.
+template <typename Matches>
+void DeleteLeftovers(const ListsFolderNames& names, const Matches& matches) {
+  DeleteMatching(names.files, matches);
+  DeleteMatching(names.others, matches);
 }
 
 bool IsPerVolumeListName(const TqString& name) {
@@ -138,9 +152,9 @@ void AgeOut(const TqVolumeInfo& volume, const TqRetentionPolicy& policy) {
 /// Whether a list of that volume is there, under whatever tag: a volume may have been renamed. A folder that cannot be
 /// listed counts as holding one, so that a stub never replaces a list by mistake.
 bool HasList(std::string_view vguid) {
-  TqStringVector names;
-  if (!ListRegularFiles(names)) return true;
-  for (const TqString* name : names) {
+  ListsFolderNames names;
+  if (!ReadListsFolder(names)) return true;
+  for (const TqString* name : names.files) {
     if (IsPerVolumeListName(*name) && name->CharAt(kVguidLength) == '_' && name->StartsWithIgnoreCase(vguid)) {
       return true;
     }
@@ -165,9 +179,9 @@ void StandInForMissingList(const TqVolumeInfo& volume) {
 }  // namespace
 
 void DeleteFutureLists() {
-  TqStringVector names;
-  ListRegularFiles(names);
-  DeleteMatchingFiles(names, [](const TqString& name) {
+  ListsFolderNames names;
+  ReadListsFolder(names);
+  DeleteLeftovers(names, [](const TqString& name) {
     for (const std::string_view ending : kFutureListEndings) {
       if (name.EndsWith(ending)) return true;
     }
@@ -184,9 +198,10 @@ void DeleteOldCompleteList() {
 }
 
 void DeleteAllFutureFiles(TqStringVector& names) {
-  ListRegularFiles(names);
-  DeleteMatchingFiles(names,
-                      [](const TqString& name) { return name.EndsWith(".future") || name.EndsWith(".future_aside"); });
+  ListsFolderNames all;
+  ReadListsFolder(all);
+  DeleteLeftovers(all, [](const TqString& name) { return name.EndsWith(".future") || name.EndsWith(".future_aside"); });
+  names = std::move(all.files);
 }
 
 void ReadSelectionAgain(TqVolumeInfoList& selected) {
@@ -200,7 +215,7 @@ void ReadSelectionAgain(TqVolumeInfoList& selected) {
 
 void DeleteListsOfDeselectedVolumes(const TqStringVector& names, const TqVolumeInfoList& selected) {
   if (selected.Count() == 0) return;
-  DeleteMatchingFiles(names, [&](const TqString& name) {
+  DeleteMatching(names, [&](const TqString& name) {
     if (!IsPerVolumeListName(name) || FindVolume(selected, name.Slice(0, kVguidLength)) != nullptr) return false;
     Log("Found per-vol-guid filelist not selected for backup, deleting: ", TqInstall::ListsFolder(), name);
     return true;

@@ -15,8 +15,8 @@
 void DeleteFutureLists();
 /// Renames completefilelist.dat, the single list of old versions, to `.future` and deletes both names.
 void DeleteOldCompleteList();
-/// Deletes every regular file of the lists folder whose name ends with ".future" or ".future_aside". `names` gets the
-/// names of all regular files seen.
+/// Deletes everything but directories in the lists folder whose name ends with ".future" or ".future_aside". `names`
+/// gets the names of all regular files seen.
 void DeleteAllFutureFiles(TqStringVector& names);
 
 /// Reads the settings again and gives the volumes they select, attached or not. Empty (logged) when the settings cannot

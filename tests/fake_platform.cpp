@@ -211,8 +211,7 @@ int FakePlatform::QueryMountIdentity(const char* path, platform::MountIdentity& 
 int FakePlatform::Open(const char* path, OpenMode openMode, unsigned mode, int& descriptor) {
   if (const int error = Fault("open", path); error != 0) return error;
   const bool creates = openMode != OpenMode::kRead;
-  const bool follows = openMode != OpenMode::kAppendNoFollow && openMode != OpenMode::kCreateExclusive;
-  std::shared_ptr<Node> node = Resolve(path, follows);
+  std::shared_ptr<Node> node = Resolve(path, !creates);
   if (node == nullptr && !creates) return ENOENT;
   if (node != nullptr && openMode == OpenMode::kCreateExclusive) return EEXIST;
   if (node != nullptr && node->kind == EntryKind::kSymbolicLink) return ELOOP;
@@ -225,12 +224,16 @@ int FakePlatform::Open(const char* path, OpenMode openMode, unsigned mode, int& 
     if (diskBytesLeft == 0) return ENOSPC;
     node = PlaceOf(*parent, name) = NewNode(EntryKind::kRegular);
     node->mode = mode & ~022U;
-  } else if (openMode == OpenMode::kWriteTruncate) {
-    node->content.clear();
-    node->modTimeSec = nowMillis / 1000 + fileClockAheadSeconds;
   }
   descriptor = nextDescriptor_++;
   open_[descriptor] = {node, path};
+  return 0;
+}
+
+int FakePlatform::Empty(int descriptor) {
+  Node& node = *FileAt(descriptor).node;
+  node.content.clear();
+  node.modTimeSec = nowMillis / 1000 + fileClockAheadSeconds;
   return 0;
 }
 

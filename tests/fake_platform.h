@@ -150,6 +150,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   int Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) override;
   int Write(int descriptor, const void* buffer, std::size_t bytes, std::size_t& written) override;
   int Seek(int descriptor, std::int64_t offset) override { return FileAt(descriptor).offset = offset, 0; }
+  int Empty(int descriptor) override;
   int StatDescriptor(int descriptor, platform::FileFacts& facts) override {
     return facts = FileAt(descriptor).node->Facts(), 0;
   }

@@ -40,11 +40,9 @@ int FlagsOf(OpenMode openMode) {
   switch (openMode) {
     case OpenMode::kRead:
       return O_RDONLY;
-    case OpenMode::kWriteTruncate:
-      return O_WRONLY | O_CREAT | O_TRUNC;
+    case OpenMode::kWrite:
+      return O_WRONLY | O_CREAT | O_NOFOLLOW;
     case OpenMode::kAppend:
-      return O_WRONLY | O_CREAT | O_APPEND;
-    case OpenMode::kAppendNoFollow:
       return O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW;
     case OpenMode::kCreateExclusive:
       return O_RDWR | O_CREAT | O_EXCL;
@@ -139,6 +137,10 @@ int PosixFiles::Write(int descriptor, const void* buffer, std::size_t bytes, std
 
 int PosixFiles::Seek(int descriptor, std::int64_t offset) {
   return lseek(descriptor, static_cast<off_t>(offset), SEEK_SET) < 0 ? errno : 0;
+}
+
+int PosixFiles::Empty(int descriptor) {
+  return ErrnoOf(Uninterrupted([&] { return ftruncate(descriptor, 0); }));
 }
 
 int PosixFiles::StatDescriptor(int descriptor, FileFacts& facts) {

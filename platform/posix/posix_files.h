@@ -28,6 +28,7 @@ class PosixFiles : public Files {
   int Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) override;
   int Write(int descriptor, const void* buffer, std::size_t bytes, std::size_t& written) override;
   int Seek(int descriptor, std::int64_t offset) override;
+  int Empty(int descriptor) override;
   int StatDescriptor(int descriptor, FileFacts& facts) override;
   int ChangeDescriptorMode(int descriptor, unsigned mode) override;
   int TryLockExclusive(int descriptor) override;

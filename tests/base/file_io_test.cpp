@@ -31,6 +31,25 @@ TEST_F(FileIoTest, NeverWritesThroughLinksAliasesOrHardLinks) {
   EXPECT_FALSE(isAppropriate());
 }
 
+TEST_F(FileIoTest, ALinkThatTakesTheNameMeanwhileIsLeftAlone) {
+  for (const bool isHardLink : {false, true}) {
+    FakePlatform::Node& secret = fake.WriteFile("/t/secret", "secret");
+    secret.mode = 0600;
+    fake.fault = [&](std::string_view operation, std::string_view path) {
+      if (operation != "open" || path != "/t/state") return 0;
+      if (!isHardLink) fake.MakeLink("/t/state", "/t/secret");
+      fake.Find("/t/state")->linkCount = isHardLink ? 2 : 1;
+      return 0;
+    };
+    fake.WriteFile("/t/state", "secret").mode = 0600;
+    EXPECT_FALSE(TqFile::WriteFileToDisk("/t/state", "new", 3));
+    fake.WriteFile("/t/state", "secret").mode = 0600;
+    EXPECT_FALSE(TqFile::AppendStringToFile("/t/state", "new"));
+    EXPECT_EQ(fake.ReadFile("/t/state"), isHardLink ? "secret" : "<missing>");
+    EXPECT_TRUE(secret.content == "secret" && secret.mode == 0600U);
+  }
+}
+
 TEST_F(FileIoTest, AFullDiskNeverReplacesAGoodFile) {
   fake.WriteFile("/t/state", "an older one").mode = 0600;
   EXPECT_TRUE(TqFile::WriteFileToDisk("/t/state", "go", 2) && TqFile::AppendStringToFile("/t/state", "od"));

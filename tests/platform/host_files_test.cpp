@@ -190,22 +190,20 @@ TEST_F(HostFilesTest, OpensInEveryModeWithoutHangingOrFollowing) {
   EXPECT_EQ(Open("new", OpenMode::kCreateExclusive), EEXIST);
   MakeLink("link", "elsewhere");
   EXPECT_EQ(Open("link", OpenMode::kCreateExclusive), EEXIST);
-  EXPECT_EQ(Open("link", OpenMode::kAppendNoFollow), ELOOP);
-  EXPECT_FALSE(std::filesystem::exists(At("elsewhere")));
-
-  for (const OpenMode mode : {OpenMode::kAppendNoFollow, OpenMode::kAppend}) {
-    EXPECT_TRUE(Open("new", mode) == 0 && files.Write(descriptor, "!", 1, written) == 0);
+  for (const OpenMode mode : {OpenMode::kWrite, OpenMode::kAppend}) {
+    EXPECT_EQ(Open("link", mode), ELOOP);
+    EXPECT_TRUE(Open("new", mode) == 0 && files.Write(descriptor, "J!", 2, written) == 0);
   }
-  EXPECT_EQ(Content("new"), "hello world!!");
-  ASSERT_EQ(Open("new", OpenMode::kWriteTruncate), 0);
+  EXPECT_FALSE(std::filesystem::exists(At("elsewhere")));
+  EXPECT_EQ(Content("new"), "J!llo worldJ!");
+  EXPECT_EQ(files.Empty(descriptor), 0);
   EXPECT_EQ(Content("new"), "<unreadable>");  // empty
   EXPECT_EQ(Open("missing", OpenMode::kRead), ENOENT);
 
   MakeFifo();
   EXPECT_EQ(Open("fifo", OpenMode::kRead), 0);
   Reset();
-  for (const OpenMode mode : {OpenMode::kAppendNoFollow, OpenMode::kWriteTruncate})
-    EXPECT_EQ(Open("fifo", mode), ENXIO);
+  for (const OpenMode mode : {OpenMode::kAppend, OpenMode::kWrite}) EXPECT_EQ(Open("fifo", mode), ENXIO);
 }
 
 TEST_F(HostFilesTest, TellsOfAFullDiskAndLocksExclusively) {

@@ -112,6 +112,7 @@ TEST_F(ListUpkeepTest, LeftoversGoByTheirEndings) {
     PutList(name, "");
   }
   fake.MakeFolders(Data("tqfilelists/folder.future"));
+  fake.MakeLink(Data("tqfilelists/bigfilelist.dat.future"), "/etc/passwd");  // would be renamed into place
   DeleteFutureLists();
   EXPECT_EQ(Folder(), (std::vector<std::string>{"folder.future", kRootList, kDriveList, "x.future", "x.future_"}));
   TqStringVector names;
