@@ -118,6 +118,15 @@ class Effects(ScanCase):
         self.assertEqual((result.status, result.out), (1, f"ERROR: Could not write the file {path}.tqtmp\n"))
         self.assertEqual(root.names(flags), names)
 
+    def test_assignments_at_once_share_nothing(self):
+        root = self.new_root()
+        volumes = [root.mount_volume(f"Disk {i}", identity=False) for i in range(12)]
+        running = [root.start("-assignvolumeguid", volume.mount) for volume in volumes]
+        answers = [root.finish(process).out for process in running]
+        guids = [answer.split()[-1] for answer in answers]
+        self.assertEqual(len({guid[:4] for guid in guids}), 12, answers)
+        self.assertLessEqual(set(guids), {line.get("tqVolumeGuid") for line in root.xml("tqvolumes.xml").iter("tqvolume")})
+
     def test_permissions_are_repaired_and_no_link_followed(self):
         root = self.new_root()
         root.write(root.data + "tqinfo.xml", "")

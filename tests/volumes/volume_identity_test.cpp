@@ -59,6 +59,7 @@ TEST_F(VolumeIdentityTest, RefusesBeforeAnythingIsMade) {
 
 TEST_F(VolumeIdentityTest, ReplacingKeepsTheOldFileUntilTheNewOneIsWhole) {
   AddIdentified("/Volumes/Disk", kDiskGuid);
+  fake.WriteFile(diskFile + ".aside17.xml", "left by a process that was killed");
   Fail("rename", ".aside");
   EXPECT_EQ(Write("/Volumes/Disk", kOtherGuid), "could_not_move_aside_prev_tqvol_id_file");
   EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(9, 50'000));
@@ -77,6 +78,8 @@ TEST_F(VolumeIdentityTest, BadFilesFillWhatIsValidInThem) {
       {"<contents", "read_tqvol_id_file_but_too_few_bytes=9"},
       {"<t associated=\"\" />", "no_vguid_in_tqvol_id_file"},
       {IdentityText("v001short"), "bad_format_vguid_in_tqvol_id_file_v001short"},
+      {IdentityText("v001/../../../../tmp/aaaaaaa"), "bad_format_vguid_in_tqvol_id_file_v001/../../../../tmp/aaaaaaa"},
+      {IdentityText(kDiskGuid) + std::string(65'536, ' '), "tqvol_id_file_exists_but_not_readable"},
       {IdentityText(kDiskGuid, "abc"), "bad_format_hguid_in_tqvol_id_file_abc"}};
   for (const auto& [text, note] : cases) {
     fake.WriteFile(diskFile, text);
@@ -86,7 +89,8 @@ TEST_F(VolumeIdentityTest, BadFilesFillWhatIsValidInThem) {
   EXPECT_EQ(Read("/Volumes/Disk/"), Told(kDiskGuid, ""));
   fake.WriteFile("/Volumes/Other/id", IdentityText(kOtherGuid));
   fake.MakeLink(diskFile, "/Volumes/Other/id");
-  EXPECT_TRUE(Read("/Volumes/Disk/") == " " && Logged("tqvol_id_file_exists_but_not_readable"));
+  EXPECT_EQ(Read("/Volumes/Disk/"), " ");
+  EXPECT_EQ(CountLogged("tqvol_id_file_exists_but_not_readable"), 2);
 }
 
 TEST_F(VolumeIdentityTest, TheSystemVolumesForeignHostIsRepaired) {

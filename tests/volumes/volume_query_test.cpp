@@ -97,6 +97,7 @@ TEST_F(VolumeQueryTest, BackupVolumes) {
 
 TEST_F(VolumeQueryTest, AttachedVolumesAreLocalBrowsableAndListedOnce) {
   fake.AddVolume("/Volumes/A");
+  fake.AddVolume("/Volumes/A\\");  // the backslash is part of the name
   fake.AddVolume("/Volumes/Net").isLocal = false;
   fake.AddVolume("/Volumes/Hidden").isBrowsable = false;
   fake.AddVolume("/System/Volumes/Data");  // lies on "/"
@@ -105,7 +106,7 @@ TEST_F(VolumeQueryTest, AttachedVolumesAreLocalBrowsableAndListedOnce) {
   TqVolumeInfoList list;
   Add(list, kDiskGuid, "/old/");
   EXPECT_TRUE(TqUiUtil::QueryAllAttachedVolumesForVolumeInfo(&list));
-  EXPECT_EQ(Summary(list), " /; /Volumes/A/;");
+  EXPECT_EQ(Summary(list), " /; /Volumes/A/; /Volumes/A\\/;");
   EXPECT_TRUE(Logged("could not get any info about mac volume: /Volumes/Sick\n"));
 }
 

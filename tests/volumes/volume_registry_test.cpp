@@ -133,3 +133,13 @@ TEST_F(VolumeRegistryTest, TellsTheFirstPairOfEqualGuids) {
   EXPECT_TRUE(DoAnyCurrentlyAttachedHardDrivesHaveDuplicateVolGuids(a, b));
   EXPECT_STREQ(Joined(a, b).c_str(), "/Volumes/A//Volumes/D/");
 }
+
+TEST_F(VolumeRegistryTest, AChangeWaitsForAnotherProcessButNotForever) {
+  Fail("lock", kData, EWOULDBLOCK, 3);
+  EXPECT_TRUE(TqVolumesXml_AddNewTqVolumeGuid("/Volumes/A", kDiskGuid));
+  EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(3, 20'000));
+  Fail("lock", kData, EWOULDBLOCK);
+  EXPECT_TRUE(TqVolumesXml_AddNewTqVolumeGuid("/Volumes/B", kOtherGuid));
+  EXPECT_TRUE(fake.sleepsMicros.size() == 3 + 249 && Logged("not waiting any more"));
+  EXPECT_EQ(RegistrySummary(), "002 v001 /Volumes/A/;v002 /Volumes/B/;");
+}
