@@ -333,6 +333,10 @@ bool GetInfoAboutFileOrDir(std::string_view path, TqFileInfo& info) {
   return true;
 }
 
+TqString WithLastBackslashKept(std::string_view path) {
+  return path.ends_with('\\') ? Joined(path, '/') : TqString(path);
+}
+
 bool Exists(std::string_view path) {
   platform::StatFacts facts;
   return !path.empty() && platform::TheFiles().Lstat(QueryPath(path).c_str(), facts) == 0;

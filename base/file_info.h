@@ -74,6 +74,10 @@ bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, bool* cu
 bool GetInfoAboutFileOrDir(const TqString* path, TqFileInfo* info);
 bool GetInfoAboutFileOrDir(std::string_view path, TqFileInfo& info);
 
+/// `path` as the listing and the query take it whole: they drop one separator at the end, and a backslash counts as
+/// one, though it may be the last byte of a name.
+TqString WithLastBackslashKept(std::string_view path);
+
 /// Anything of that name, a dangling link included.
 bool Exists(std::string_view path);
 /// A real directory (links not followed).

@@ -178,10 +178,11 @@ bool EndWithoutMatch(Report& report, const TqString& file) {
                TqInfoManager::NoMatchReasons(file));
   if (file.StartsWith("/")) {
     report.Write("\nIs absolute path, so on-disk local FileInfo for: ", file, "\n");
+    TqString path;
     TqFileInfo info;
-    TqFile::GetInfoAboutFileOrDir(file, info);
+    TqInfoManager::FindOnDisk(file, path, info);
     WriteSizes(report, info);
-    WriteReadRights(report, file);
+    WriteReadRights(report, path);
   } else {
     report.Write("\nNot an absolute path, so cannot get on-disk local FileInfo for file.\n");
   }
@@ -344,8 +345,9 @@ bool EndWithBestCase(Report& report, const Findings& findings, const TqStringVec
   std::size_t index = 0;
   const TqListHit& hit = findings.FirstIntended(index);
   report.Write("BEST_CASE - Found 1 matching file in the per vol filelists intended for backup:\n  ", hit.path, "\n");
+  TqString path;
   TqFileInfo info;
-  if (TqFile::GetInfoAboutFileOrDir(hit.path, info)) {
+  if (TqInfoManager::FindOnDisk(hit.path, path, info)) {
     report.Write("FileInfo for file: ", hit.path, "\n");
     WriteSizes(report, info);
   } else {

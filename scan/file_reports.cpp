@@ -73,7 +73,7 @@ void PrintReadRights(const TqCommandCall& call, const TqString& path) {
   call.Print("  tqserv_login_has_rights_to_read_file: ", serviceCan, ", detail=", detail);
 }
 
-/// The operand without its trailing separator, unless it is exactly "/".
+/// The operand without its trailing separator, unless it is exactly "/". A backslash there belongs to the name.
 TqString DirOperand(const TqCommandCall& call) {
   TqString dir = call.Operand(1);
   if (!dir.Equals("/") && dir.EndsWith("/")) dir.Truncate(dir.Length() - 1);
@@ -83,7 +83,7 @@ TqString DirOperand(const TqCommandCall& call) {
 /// The answer that ends the command before anything is listed, or an empty text. The link is tested before the kind.
 std::string_view WhyNotListable(const TqString& dir) {
   TqFileInfo info;
-  if (!TqFile::GetInfoAboutFileOrDir(dir, info)) return "Directory does not exist: ";
+  if (!TqFile::GetInfoAboutFileOrDir(TqFile::WithLastBackslashKept(dir), info)) return "Directory does not exist: ";
   platform::StatFacts facts;
   const bool isLink =
       platform::TheFiles().Lstat(dir.c_str(), facts) == 0 && facts.kind == platform::EntryKind::kSymbolicLink;
@@ -100,7 +100,8 @@ int ListDirectory(TqCommandCall& call, bool withDetail) {
     return 0;
   }
   TqFileInfoList entries;
-  if (!TqFile::GetListOfFileInfosInDir(&dir, &entries)) {
+  const TqString listed = TqFile::WithLastBackslashKept(dir);
+  if (!TqFile::GetListOfFileInfosInDir(&listed, &entries)) {
     call.Print("ERROR: TqFile::GetListOfFileInfosInDir failed for: ", dir);
     return 0;
   }
@@ -184,7 +185,7 @@ int FileInfoCommand(TqCommandCall& call) {
   const TqString& path = call.Operand(1);
   call.Print("FileInfo for: ", path);
   TqFileInfo info;
-  if (!TqFile::GetInfoAboutFileOrDir(path, info)) {
+  if (!TqFile::GetInfoAboutFileOrDir(TqFile::WithLastBackslashKept(path), info)) {
     call.Print("File does not exist.");
     return 0;
   }
@@ -229,7 +230,7 @@ int CopyResourceForkCommand(TqCommandCall& call) {
   const TqString& destination = call.Operand(2);
   call.Print("FileInfo for: ", source);
   TqFileInfo info;
-  if (!TqFile::GetInfoAboutFileOrDir(source, info)) {
+  if (!TqFile::GetInfoAboutFileOrDir(TqFile::WithLastBackslashKept(source), info)) {
     call.Print("File does not exist.");
     return 0;
   }

@@ -111,8 +111,7 @@ WalkedListing ListWalked(TqWalk& walk, const TqString& dir, TqFileInfoList& list
   if (!dir.Contains(kBackslashStandIn)) return {false, {}};
   TqString restored = dir;
   restored.ReplaceAll(kBackslashStandIn, "\\");
-  // A listing call drops a separator at the end, and a backslash counts as one: only a "/" behind it saves it.
-  const bool listed = ListDir(walk, restored.EndsWith("\\") ? Joined(restored, '/') : restored, listing);
+  const bool listed = ListDir(walk, TqFile::WithLastBackslashKept(restored), listing);
   return {listed, std::move(restored)};
 }
 

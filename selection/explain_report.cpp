@@ -1,7 +1,5 @@
 #include "selection/explain_report.h"
 
-#include "base/file_info.h"
-
 namespace TqInfoManager {
 
 namespace {
@@ -33,16 +31,6 @@ std::int64_t WholeGigabytes(std::int64_t bytes) {
   return (bytes / 1'048'576 + 999) / 1000;
 }
 
-/// The path as it is on disk, and whether it is there: lists hold "_-backslash-_" in place of a backslash.
-bool FindOnDisk(std::string_view listed, TqString& path, TqFileInfo& info) {
-  path = listed;
-  if (TqFile::GetInfoAboutFileOrDir(path, info)) return true;
-  if (!path.Contains(kListedBackslash)) return false;
-  path.ReplaceAll(kListedBackslash, "\\");
-  // The query drops one separator at the end, and a backslash is one to it.
-  return TqFile::GetInfoAboutFileOrDir(path.EndsWith("\\") ? Joined(path, "/") : path, info);
-}
-
 TqListHit WholeLineHit(TqHitClass hitClass, std::string_view className, std::string_view line) {
   TqListHit hit;
   hit.hitClass = hitClass;
@@ -63,6 +51,14 @@ TqListHit FoundHit(std::string_view listedPath, const TqString& path, const TqFi
 }
 
 }  // namespace
+
+bool FindOnDisk(std::string_view listed, TqString& path, TqFileInfo& info) {
+  path = listed;
+  if (TqFile::GetInfoAboutFileOrDir(TqFile::WithLastBackslashKept(path), info)) return true;
+  if (!path.Contains(kListedBackslash)) return false;
+  path.ReplaceAll(kListedBackslash, "\\");
+  return TqFile::GetInfoAboutFileOrDir(TqFile::WithLastBackslashKept(path), info);
+}
 
 TqString SizeClassText(std::int64_t listedSize, std::int64_t onDiskSize) {
   const SizeClass* sizeClass = kSizeClasses;

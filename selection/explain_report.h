@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "base/file_info.h"
 #include "base/string.h"
 #include "selection/rule_engine.h"
 
@@ -21,6 +22,11 @@ struct TqListHit {
 };
 
 namespace TqInfoManager {
+
+/// The entry that `listed` names, whose path on disk is `path`: lists hold "_-backslash-_" in place of a backslash, so
+/// what is not there under its listed name is looked for under the restored one. False when neither is there; `path` is
+/// the last one tried then, the record reset.
+bool FindOnDisk(std::string_view listed, TqString& path, TqFileInfo& info);
 
 /// Classifies a line in the table's order: comment, too short, not useful, missing, found, not a file line.
 TqListHit ClassifyListLine(std::string_view line, std::int64_t sizeLimit, TqExcludeFilenameRule* rules,

@@ -74,12 +74,10 @@ bool FilterAttribute(const TqString& snippet, std::string_view name, std::string
   return false;
 }
 
-/// Appends the filters of `text` until `filters` is full. False when the text holds no filter element.
-bool AppendDirFilters(std::string_view text, std::string_view reader, char location,
-                      std::vector<TqDirFilter>& filters) {
-  TqStringVector snippets;
-  if (!TqFile::GetAllXmlSnippetsWithTagNameInXml(text, "tqdirfilter", snippets)) return false;
-  for (const TqString* snippet : snippets) {
+/// The filters that `elements` describe, until `filters` is full.
+void ReadDirFilters(const TqStringVector& elements, std::string_view reader, char location,
+                    std::vector<TqDirFilter>& filters) {
+  for (const TqString* snippet : elements) {
     TqDirFilter filter;
     if (!FilterAttribute(*snippet, "dir", reader, filter.dir) ||
         !FilterAttribute(*snippet, "whichfiles", reader, filter.whichFiles)) {
@@ -88,12 +86,24 @@ bool AppendDirFilters(std::string_view text, std::string_view reader, char locat
     if (filters.size() == TQ_INFO_MAX_NUM_DIR_FILTERS) {
       Log("ERROR: parsing tqinfo.xml, found more than TQ_INFO_MAX_NUM_DIR_FILTERS=", TQ_INFO_MAX_NUM_DIR_FILTERS,
           " tqdirfilters, so ignoring the rest - location ", location);
-      return true;
+      return;
     }
     filter.snippet = *snippet;
     filters.push_back(std::move(filter));
   }
-  return true;
+}
+
+/// The filter elements of all `do_backup` blocks.
+TqStringVector FilterElementsOfBlocks(const TqString& text) {
+  TqStringVector blocks;
+  TqStringVector elements;
+  TqFile::GetAllXmlSnippetsWithTagNameInXml(text, "do_backup", blocks);
+  for (const TqString* block : blocks) {
+    TqStringVector ofBlock;
+    TqFile::GetAllXmlSnippetsWithTagNameInXml(*block, "tqdirfilter", ofBlock);
+    for (const TqString* element : ofBlock) elements.Add(*element);
+  }
+  return elements;
 }
 
 TqStringVector ExtensionsOf(TqString extensions) {
@@ -180,17 +190,18 @@ bool ParseTqInfoForFilesToWatch(std::vector<TqWatchedDir>& watchedDirs) {
   const TqString smartWatchSets = SmartWatchSets(text, path);
   std::vector<FileSetDef> sets;
   FileSetDefsIn(text, kWatchReader, sets);
-  TqStringVector blocks;
-  TqFile::GetAllXmlSnippetsWithTagNameInXml(text, "do_backup", blocks);
   std::vector<TqDirFilter> filters;
-  for (const TqString* block : blocks) AppendDirFilters(*block, kWatchReader, 'B', filters);
+  ReadDirFilters(FilterElementsOfBlocks(text), kWatchReader, 'B', filters);
   for (const TqDirFilter& filter : filters) watchedDirs.push_back(WatchedDirOf(filter, smartWatchSets, sets));
   return true;
 }
 
 bool read_tqinfo_tqdirfilter(std::string_view tqInfoText, std::vector<TqDirFilter>& filters) {
   filters.clear();
-  return AppendDirFilters(tqInfoText, "TqInfoManager::read_tqinfo_tqdirfilter", 'A', filters);
+  TqStringVector elements;
+  if (!TqFile::GetAllXmlSnippetsWithTagNameInXml(tqInfoText, "tqdirfilter", elements)) return false;
+  ReadDirFilters(elements, "TqInfoManager::read_tqinfo_tqdirfilter", 'A', filters);
+  return true;
 }
 
 bool ReadFileSetDefs(std::vector<FileSetDef>& sets, std::string_view caller) {

@@ -250,17 +250,20 @@ bool HasBackupBlock(const TqString& text) {
   return text.Find("</do_backup>", tagEnd) >= 0 || MergeFails("cannot find </do_backup> end tag");
 }
 
-/// Replaces the filter of the same directory, or adds it in front of the block's end.
-void MergeFilter(const TqDirFilter& filter, std::vector<TqDirFilter>& present, TqString& to) {
+/// Replaces the filter of the same directory, or adds it in front of the block's end. False, and nothing is added, when
+/// there are as many as readers take.
+bool MergeFilter(const TqDirFilter& filter, std::vector<TqDirFilter>& present, TqString& to) {
   const auto same =
       std::ranges::find_if(present, [&](const TqDirFilter& other) { return other.dir.EqualsIgnoreCase(filter.dir); });
   if (same != present.end()) {
     to.ReplaceAll(same->snippet, filter.snippet);
     *same = filter;
-    return;
+    return true;
   }
+  if (present.size() >= TQ_INFO_MAX_NUM_DIR_FILTERS) return false;
   to.Insert(to.Find("</do_backup>", to.Find("<do_backup")), Joined("    ", filter.snippet, " \n"));
   present.push_back(filter);
+  return true;
 }
 
 }  // namespace
@@ -323,7 +326,12 @@ bool MergeTqInfoTqDirFilter(std::string_view from, TqString& to) {
   if (!read_tqinfo_tqdirfilter(from, wanted)) return MergeFails("no tqdirfilter found (tqinfoFrom)");
   if (!read_tqinfo_tqdirfilter(to, present)) return MergeFails("no tqdirfilter found (tqinfoTo)");
   if (!HasBackupBlock(to)) return false;
-  for (const TqDirFilter& filter : wanted) MergeFilter(filter, present, to);
+  bool allMerged = true;
+  for (const TqDirFilter& filter : wanted) allMerged = MergeFilter(filter, present, to) && allMerged;
+  if (!allMerged) {
+    Log("ERROR: TqInfoManager::MergeTqInfoTqDirFilter - adding more than TQ_INFO_MAX_NUM_DIR_FILTERS=",
+        TQ_INFO_MAX_NUM_DIR_FILTERS, " tqdirfilters, so ignoring the rest");
+  }
   return true;
 }
 

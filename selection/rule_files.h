@@ -26,7 +26,8 @@ bool MakeSureAllEditableExcludeRuleBlocksAreMerged();
 bool ParseTqInfo_MakeIntoExcludeFileNameRulesXml(TqString& text);
 
 /// Copies the directory filters of one settings text into the `do_backup` block of another: a filter with the same dir
-/// (ignoring case) is replaced, others are added, the rest stays. False (logged) leaves `to` as it was.
+/// (ignoring case) is replaced, others are added up to TQ_INFO_MAX_NUM_DIR_FILTERS (more are logged and left out), the
+/// rest stays. False (logged) leaves `to` as it was.
 bool MergeTqInfoTqDirFilter(std::string_view from, TqString& to);
 
 }  // namespace TqInfoManager

@@ -41,11 +41,17 @@ TqString OsReference() {
   return Joined("10.", minor);
 }
 
-/// One attribute, lower-cased. False (logged) when it is missing; from criterion C on also when it is empty.
+/// A value to compare paths with. One that holds a NUL byte ends there as a C string: the rule would match more than it
+/// says, so it counts as no value.
+bool IsUsable(const TqString& value) {
+  return !value.IsEmpty() && value.FindChar('\0') < 0;
+}
+
+/// One attribute, lower-cased. False (logged) when it is missing; from criterion C on also when it is not usable.
 bool ReadCriterion(const TqParsedRule& rule, std::string_view attribute, char code, TqString& value) {
   const bool found = TqFile::GetUniqueStrAttrFromXmlSnippet(rule.snippet, attribute, value);
   value.LowerCase();
-  if (found && (code < 'C' || !value.IsEmpty())) return true;
+  if (found && (code < 'C' || IsUsable(value))) return true;
   const std::string_view introduction = code == 'A'   ? ", Here is xmlSnippet : "
                                         : code == 'E' ? ",   Here is xmlSnippet: "
                                                       : ", Here is xmlSnippet: ";
@@ -196,6 +202,7 @@ bool LoadAllExcludeFilenameRulesProperly(TqExcludeFilenameRule* rules, std::int3
     return false;
   }
   if (rules != nullptr) FreeRules(rules, count);
+  *count = 0;
   MakeSureExcludeRulesFilesExistIn_tqdata_Folder();  // the reading below finds out what is missing
   // The mandatory rules are the built-in ones, whatever the file on disk says.
   TqString text = MandatoryRulesText();

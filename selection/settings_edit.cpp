@@ -24,10 +24,11 @@ bool IsNameEnd(char c) {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '>' || c == '/';
 }
 
-/// "<element" up to and including the ">" that ends the opening tag (a ">" inside quotes does not).
-Span FindOpeningTag(const TqString& text, std::string_view element) {
+/// "<element" up to and including the ">" that ends the opening tag (a ">" inside quotes does not), at or behind
+/// `from`.
+Span FindOpeningTag(const TqString& text, std::string_view element, std::int32_t from = 0) {
   const TqString opener = Joined('<', element);
-  for (std::int32_t at = text.Find(opener); at >= 0; at = text.Find(opener, at + 1)) {
+  for (std::int32_t at = text.Find(opener, from); at >= 0; at = text.Find(opener, at + 1)) {
     if (!IsNameEnd(text.CharAt(at + opener.Length()))) continue;
     bool quoted = false;
     for (std::int32_t i = at; i < text.Length(); ++i) {
@@ -36,6 +37,17 @@ Span FindOpeningTag(const TqString& text, std::string_view element) {
     }
   }
   return {};
+}
+
+bool ClosesItself(const TqString& text, Span tag) {
+  return text.CharAt(tag.end - 2) == '/';
+}
+
+/// Index behind what an opening tag holds, so that an attribute or the tag's end can follow there.
+std::int32_t EndOfAttributes(const TqString& text, Span tag) {
+  std::int32_t at = tag.end - (ClosesItself(text, tag) ? 2 : 1);
+  while (text.CharAt(at - 1) == ' ') --at;
+  return at;
 }
 
 /// The value between the quotes of `attribute` inside `tag`; the same separators count as for readers.
@@ -57,19 +69,13 @@ void ReplaceSpan(TqString& text, Span span, std::string_view by) {
 }
 
 /// Puts `value` between the quotes of the attribute, or adds the attribute at the end of the opening tag.
-bool SetAttribute(TqString& text, std::string_view element, std::string_view attribute, std::string_view value) {
-  const Span tag = FindOpeningTag(text, element);
-  if (!tag.IsFound()) return false;
+void SetAttribute(TqString& text, Span tag, std::string_view attribute, std::string_view value) {
   const TqString escaped = TqFile::XmlEscaped(value);
   if (const Span old = FindAttributeValue(text, tag, attribute); old.IsFound()) {
     ReplaceSpan(text, old, escaped);
-    return true;
+  } else {
+    text.Insert(EndOfAttributes(text, tag), Joined(' ', attribute, "=\"", escaped, '"'));
   }
-  std::int32_t at = tag.end - 1;
-  if (text.CharAt(at - 1) == '/') --at;
-  while (text.CharAt(at - 1) == ' ') --at;
-  text.Insert(at, Joined(' ', attribute, "=\"", escaped, '"'));
-  return true;
 }
 
 /// One setter's work on the file: reads it, lets the setter change the text, writes and swaps it in.
@@ -84,7 +90,10 @@ class SettingsEdit {
 
   /// Sets one attribute; logs when the element is missing.
   bool Set(std::string_view element, std::string_view attribute, std::string_view value) {
-    return SetAttribute(text_, element, attribute, value) || NotFound(Joined('<', element));
+    const Span tag = FindOpeningTag(text_, element);
+    if (!tag.IsFound()) return NotFound(Joined('<', element));
+    SetAttribute(text_, tag, attribute, value);
+    return true;
   }
   bool NotFound(std::string_view what) const {
     Log("ERROR: TqInfoManager::", setter_, " - could not find ", what, " in: ", path_);
@@ -130,7 +139,34 @@ std::string_view BoolText(bool value) {
   return value ? "true" : "false";
 }
 
+// --- blocked networks ---
+
+constexpr std::string_view kNetworkList = "network_block_list";
+
+TqString NetworkLines(const std::vector<TqBlockedNetwork>& networks) {
+  TqString lines("\n");
+  for (const TqBlockedNetwork& network : networks) {
+    AppendAll(lines, "    <tqblocked_network blocked_network_name=\"", TqFile::XmlEscaped(network.name),
+              "\" blocked_network_mac_addr=\"", TqFile::XmlEscaped(network.macAddress), "\" />\n");
+  }
+  return lines;
+}
+
+/// Makes `lines` the content of the list element whose opening tag is `tag`. False when its end tag is missing.
+bool ReplaceNetworkLines(TqString& text, Span tag, const TqString& lines) {
+  const TqString endTag = Joined("</", kNetworkList, '>');
+  if (ClosesItself(text, tag)) {
+    ReplaceSpan(text, {EndOfAttributes(text, tag), tag.end}, Joined('>', lines, endTag));
+    return true;
+  }
+  const std::int32_t end = text.Find(endTag, tag.end);
+  if (end >= 0) ReplaceSpan(text, {tag.end, end}, lines);
+  return end >= 0;
+}
+
 // --- directory filters ---
+
+constexpr std::string_view kFilterTag = "tqdirfilter";
 
 TqString FilterLine(const TqDirFilter& filter) {
   return Joined("    <tqdirfilter dir=\"", TqFile::XmlEscaped(filter.dir), "\" whichfiles=\"",
@@ -145,20 +181,33 @@ Span FindDoBackupContent(const TqString& text) {
   return end >= 0 ? Span{tag.end, end} : Span{};
 }
 
-/// The first `tqdirfilter` element at or behind `from` inside `within`; the span takes the element alone.
-Span NextFilter(const TqString& text, Span within, std::int32_t from) {
-  const std::int32_t begin = text.Find("<tqdirfilter ", from);
-  if (begin < 0 || begin >= within.end) return {};
-  const std::int32_t end = text.Find("/>", begin);
-  return end >= 0 && end < within.end ? Span{begin, end + 2} : Span{};
-}
-
+/// The `tqdirfilter` elements inside `within`, each alone, delimited as the readers do it.
 std::vector<Span> FindFilters(const TqString& text, Span within) {
+  // With the ">" in front of them, because that search passes over an element at the very start of its text.
+  const std::string_view searched = text.Slice(within.begin - 1, within.end - within.begin + 1);
+  TqStringVector snippets;
+  TqFile::GetAllXmlSnippetsWithTagNameInXml(searched, kFilterTag, snippets);
+  const TqString opener = Joined('<', kFilterTag, ' ');
   std::vector<Span> filters;
-  for (Span at = NextFilter(text, within, within.begin); at.IsFound(); at = NextFilter(text, within, at.end)) {
-    filters.push_back(at);
+  std::int32_t from = within.begin;
+  for (const TqString* snippet : snippets) {
+    if (!snippet->StartsWith(opener)) break;  // elements without attributes come last and are no filters
+    const std::int32_t begin = text.Find(*snippet, from);
+    from = begin + snippet->Length();
+    filters.push_back({begin, from});
   }
   return filters;
+}
+
+/// Gives the filter element `old` another `whichfiles` and leaves the rest of it alone. One that lacks a quote, so that
+/// its attributes cannot be told apart, is written anew.
+void ReplaceFilter(TqString& text, Span old, const TqDirFilter& filter) {
+  const Span tag = FindOpeningTag(text, kFilterTag, old.begin);
+  if (tag.IsFound() && tag.end <= old.end) {
+    SetAttribute(text, tag, "whichfiles", filter.whichFiles);
+  } else {
+    ReplaceSpan(text, old, Trimmed(FilterLine(filter)));
+  }
 }
 
 TqString DirOfFilter(const TqString& text, Span filter) {
@@ -340,22 +389,14 @@ bool SetScratchVolume(std::string_view vguid, std::string_view mountPoint) {
 bool SetBlockedNetworkList(const std::vector<TqBlockedNetwork>& networks) {
   SettingsEdit edit("SetBlockedNetworkList");
   if (!edit.IsReadable()) return false;
-  TqString list("<network_block_list>\n");
-  for (const TqBlockedNetwork& network : networks) {
-    AppendAll(list, "    <tqblocked_network blocked_network_name=\"", TqFile::XmlEscaped(network.name),
-              "\" blocked_network_mac_addr=\"", TqFile::XmlEscaped(network.macAddress), "\" />\n");
-  }
-  list.Append("</network_block_list>");
-  const std::int32_t begin = edit.Text().Find("<network_block_list>");
-  const std::int32_t end = begin < 0 ? -1 : edit.Text().Find("</network_block_list>", begin);
-  if (end >= 0) {
-    ReplaceSpan(edit.Text(), {begin, end + static_cast<std::int32_t>(std::string_view("</network_block_list>").size())},
-                list);
+  const TqString lines = NetworkLines(networks);
+  if (const Span tag = FindOpeningTag(edit.Text(), kNetworkList); tag.IsFound()) {
+    if (!ReplaceNetworkLines(edit.Text(), tag, lines)) return edit.NotFound(Joined("</", kNetworkList, '>'));
     return edit.Save();
   }
   const std::int32_t at = edit.Text().Find("</tqinfo>");
   if (at < 0) return edit.NotFound("</tqinfo>");
-  edit.Text().Insert(at, Joined(list, "\n\n"));
+  edit.Text().Insert(at, Joined('<', kNetworkList, '>', lines, "</", kNetworkList, ">\n\n"));
   return edit.Save();
 }
 
@@ -377,7 +418,7 @@ bool SetOneTqDirFilter(std::string_view dir, std::string_view whichFiles) {
   const TqDirFilter filter{dir, whichFiles};
   for (const Span& old : filters) {
     if (!DirOfFilter(edit.Text(), old).EqualsIgnoreCase(dir)) continue;
-    ReplaceSpan(edit.Text(), old, Trimmed(FilterLine(filter)));
+    ReplaceFilter(edit.Text(), old, filter);
     return edit.Save();
   }
   if (filters.size() >= TQ_INFO_MAX_NUM_DIR_FILTERS) return RefuseTooManyFilters("SetOneTqDirFilter");

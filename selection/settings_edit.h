@@ -27,13 +27,13 @@ bool SetAllowNetworkTests(bool allow);
 bool SetUseTimeMachineExcludes(bool use);
 /// Inserts the element before `<hard_drives_to_backup>` when the file has none.
 bool SetScratchVolume(std::string_view vguid, std::string_view mountPoint);
-/// Replaces the list, or adds it before `</tqinfo>`; an empty list empties the element.
+/// Replaces what the list element holds, or adds it before `</tqinfo>`; an empty list empties the element.
 bool SetBlockedNetworkList(const std::vector<TqBlockedNetwork>& networks);
 /// Also notes the moment (14-digit GMT) in `online_hostname_updated`.
 bool SetOnlineNameForThisComputer(std::string_view name);
 bool SetFileTypesToExcludeStr(std::string_view extensions);
-/// Replaces the filter with the same dir (ignoring ASCII case), else adds one; refuses to go beyond
-/// TQ_INFO_MAX_NUM_DIR_FILTERS.
+/// Replaces `whichfiles` of the filter with the same dir (ignoring ASCII case), else adds a filter; refuses to go
+/// beyond TQ_INFO_MAX_NUM_DIR_FILTERS.
 bool SetOneTqDirFilter(std::string_view dir, std::string_view whichFiles);
 /// Replaces all filters by these.
 bool SaveTqDirFiltersToDisk(const std::vector<TqDirFilter>& filters);

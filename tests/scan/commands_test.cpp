@@ -55,6 +55,19 @@ TEST_F(CommandsTest, NoVolumeAtAllWritesNoList) {
   EXPECT_FALSE(fake.Has(Data("tqflags")));
 }
 
+TEST_F(CommandsTest, BackslashAtTheEndBelongsToTheName) {
+  fake.WriteFile("/Users/x/other", "");
+  fake.WriteFile("/Users/x\\/a", "1");
+  Call({"-dirlist", "/Users/x\\"});
+  EXPECT_EQ(out, "DirList of 1 items for: /Users/x\\\n\n Item   0 - file: a\nEnd.\n");
+  Call({"-dirlist", "/Users/x\\/"});
+  EXPECT_EQ(out, "DirList of 1 items for: /Users/x\\\n\n Item   0 - file: a\nEnd.\n");
+  Call({"-dirlist", "/Users/x\\/a\\"});
+  EXPECT_EQ(out, "Directory does not exist: /Users/x\\/a\\\n");
+  Call({"-fileinfo", "/Users/x\\/a\\"});
+  EXPECT_EQ(out, "FileInfo for: /Users/x\\/a\\\nFile does not exist.\n");
+}
+
 TEST_F(CommandsTest, OnlyTheDirectoryListingsRestrictSideEffects) {
   for (const auto& [word, count] : {std::pair{"-fileinfo", 0}, {"-dirlist", 1}, {"-dirlistdetail", 2}}) {
     Call({word, "/Users"});

@@ -71,7 +71,12 @@ TEST_F(ExplainTest, EveryClassOfLine) {
           "  - line 6 - not_a_file_line - s\t0000018c2d7a5c78\t6\t/needle link\n",
           "  - line 7 - file_does_not_exist - /gone needle\n"});
   Expect("/odd", "not_found_in_tq_done",
-         {"  - line 8 - file_found - LessThan10Mb - IntentIsToBackup - /Users/bob/odd_-backslash-_\n"});
+         {"  - line 8 - file_found - LessThan10Mb - IntentIsToBackup - /Users/bob/odd_-backslash-_\n",
+          "\nFileInfo for file: /Users/bob/odd\\\n  fileSizeInBytes: 1\n"});
+  // As it is called on disk the lists do not know it; its neighbour without the backslash is another file.
+  fake.WriteFile("/Users/bob/odd", "12345");
+  Expect("/Users/bob/odd\\", "no_matching_file_found_in_completefilelist",
+         {"local FileInfo for: /Users/bob/odd\\\n  fileSizeInBytes: 1\n"});
 }
 
 TEST_F(ExplainTest, SizeClassesAndGigabytes) {

@@ -64,6 +64,9 @@ TEST_F(RuleEngineTest, LoadTellsWhatFailed) {
   EXPECT_FALSE(LoadAllExcludeFilenameRulesProperly(tqRules, &count));
   EXPECT_EQ(fake.ReadFile(Data("tqexcluderules_editable.xml")), "");
   EXPECT_EQ(count, 44);
+  std::int32_t noneLoaded = 44;
+  EXPECT_FALSE(LoadAllExcludeFilenameRulesProperly(nullptr, &noneLoaded));
+  EXPECT_EQ(noneLoaded, 0);
   ExpectLogged({"called with bad NULL arg num_tqExcludeFilenameRulesRet",
                 "could not parse any excludefname_rule out of dataSet=tqinfo.xml",
                 "ExcludeFilenameRulesProperly - no excludefname_rule came out of tqinfo.xml",
@@ -93,12 +96,19 @@ TEST_F(RuleEngineTest, BadElementsAreSkippedWithTheirCode) {
   for (char code = 'A'; code <= 'I'; ++code) {
     if (code == 'D') continue;
     const std::string attribute = attributes[code - 'A'];
-    std::string rule = Rule("users/");
-    rule[rule.find(attribute)] = '_';
-    ASSERT_TRUE(Parse(Rule("ok") + rule, "bad"));
+    std::string nameless = Rule("users/");
+    nameless[nameless.find(attribute)] = '_';
+    // Cut at its NUL byte the rule would leave out more than it says.
+    std::string cut = Rule("users/");
+    cut.insert(cut.find(attribute) + attribute.size() + 2, std::string("a/\0", 3));
+    ASSERT_TRUE(Parse(Rule("ok") + nameless + cut, "bad"));
     const std::string tail = code == 'A' ? ", Here is xmlSnippet : <" : code == 'E' ? ",   Here is" : ", Here is";
-    EXPECT_TRUE(Logged(std::string("BAD_EXCLUDEFNAME_RULE_") + code + ".  XML rule num=1 did not contain criteria \"" +
-                       attribute + "\" so it will be skipped! From dataSet=bad" + tail));
+    const auto isSkipped = [&](char number) {
+      return Logged(std::string("BAD_EXCLUDEFNAME_RULE_") + code + ".  XML rule num=" + number +
+                    " did not contain criteria \"" + attribute + "\" so it will be skipped! From dataSet=bad" + tail);
+    };
+    EXPECT_TRUE(isSkipped('1')) << code;
+    EXPECT_EQ(isSkipped('2'), code >= 'C') << code << ": any other platform or version is skipped silently";
   }
   ASSERT_TRUE(Parse(Rule("a") + Rule("volumes/ext/") + Rule("xx", "") + Rule("volumes/photos/archive/") + Rule("bc")));
   EXPECT_EQ(CountLogged("_D.  XML rule num=0 skipFirstCharThenStartsWith=\"a\" is to short so this rule will be"), 1);

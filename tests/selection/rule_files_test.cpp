@@ -131,6 +131,17 @@ TEST_F(RuleFilesTest, FiltersMoveBetweenSettingsTexts) {
   TqString to(start + "<tqdirfilter dir=\"/A/\" whichfiles=\"all\" />" + b + "</do_backup>  \n</t>");
   ASSERT_TRUE(MergeTqInfoTqDirFilter("<t>\n" + newA + added, to));
   EXPECT_EQ(to.c_str(), start + newA + b + "    " + added + " \n</do_backup>  \n</t>");
+  // Readers take 9999: what would go beyond is left out, what is there already is still replaced.
+  std::string many = "<do_backup>";
+  for (int i = 0; i < 9998; ++i) many += "<tqdirfilter dir=\"/" + std::to_string(i) + "/\" whichfiles=\"all\" />";
+  to = many + "</do_backup>";
+  const std::string no7 = "<tqdirfilter dir=\"/7/\" whichfiles=\"none\" />";
+  ASSERT_TRUE(MergeTqInfoTqDirFilter("<t>" + newA + added + added + no7, to));
+  many.replace(many.find("all", many.find("\"/7/\"")), 3, "none");
+  EXPECT_EQ(to.c_str(), many + "    " + newA + " \n</do_backup>");
+  EXPECT_EQ(CountLogged("MergeTqInfoTqDirFilter - adding more than TQ_INFO_MAX_NUM_DIR_FILTERS=9999 tqdirfilters, so "
+                        "ignoring the rest"),
+            1);
   for (const char* bad : {"<t>", " <tqdirfilter />", " <tqdirfilter /><do_backup", " <tqdirfilter /><do_backup>"}) {
     to = bad;
     EXPECT_FALSE(MergeTqInfoTqDirFilter(" <tqdirfilter />", to)) << bad;

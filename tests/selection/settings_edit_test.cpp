@@ -68,7 +68,7 @@ TEST_F(SettingsEditTest, SetterChangesItsOwnBytesAlone) {
       SetBlockedNetworkList({}),
       "\n    <tqblocked_network blocked_network_name=\"Cafe &quot;1&quot;\" blocked_network_mac_addr=\"a1-b2\" />", "");
   ExpectChange(SetOneTqDirFilter("/HOME/", "docs"), "<tqdirfilter dir=\"/home/\" whichfiles=\"none\" />",
-               "<tqdirfilter dir=\"/HOME/\" whichfiles=\"docs\" />");
+               "<tqdirfilter dir=\"/home/\" whichfiles=\"docs\" />");
   ExpectChange(SetOneTqDirFilter("/new/", "all"), "</do_backup>",
                "    <tqdirfilter dir=\"/new/\" whichfiles=\"all\" /> \n</do_backup>");
 }
@@ -79,6 +79,34 @@ TEST_F(SettingsEditTest, OldFilesGetWhatTheyLack) {
   ExpectChange(SetShowAnimatedHelpTips(true), "\"a > b\"", "\"true\"");
   ExpectChange(SetScratchVolume("v000", "/"), "<hard_drives",
                "<scratch_drive scratch_vol_guid=\"v000\" scratch_mountpoint=\"/\" />\n\n<hard_drives");
+}
+
+TEST_F(SettingsEditTest, ElementsOfOtherHandsKeepTheirForm) {
+  Write(before =
+            "<do_backup a=\"b\"><tqdirfilter dir=\"/A/\" whichfiles=\"all\" x=\"y\"></tqdirfilter><tqdirfilter "
+            "whichfiles=\"docs\" dir=\"/b/\" /><tqdirfilter dir=\"/c/\" ></tqdirfilter></do_backup>"
+            "<network_block_list x=\"y\" /></tqinfo>");
+  ExpectChange(SetOneTqDirFilter("/a/", "none"), "\"all\" x", "\"none\" x");
+  ExpectChange(SetOneTqDirFilter("/b/", "music"), "\"docs\" dir", "\"music\" dir");
+  ExpectChange(SetOneTqDirFilter("/c/", "all"), "\"/c/\" >", "\"/c/\" whichfiles=\"all\" >");
+  ExpectChange(SetBlockedNetworkList({{"n", "m"}}), "x=\"y\" />",
+               "x=\"y\">\n    <tqblocked_network blocked_network_name=\"n\" blocked_network_mac_addr=\"m\" />\n"
+               "</network_block_list>");
+  ExpectChange(SetBlockedNetworkList({{"o", "m"}}), "name=\"n\"", "name=\"o\"");
+  Write(before =
+            "<do_backup a=\"b\"><tqdirfilter dir=\"/d/\" whichfiles=\"all /><tqdirfilter dir=\"/e/\" "
+            "whichfiles=\"all\" /></do_backup><network_block_list></tqinfo>");
+  ExpectChange(SetOneTqDirFilter("/d/", "docs"), "\"all />", "\"docs\" />");
+  EXPECT_TRUE(!SetBlockedNetworkList({}) && Text() == before);
+  ExpectLogged({"SetBlockedNetworkList - could not find </network_block_list> in: "});
+  // A selected volume whose only filter ends in an end tag gets no others.
+  Write(before = std::string("<mountpoints mountpoints_to_watch=\"/\" /><hard_drives_to_backup>\n    <tqvolume "
+                             "tqVolumeGuid=\"") +
+                 kVguidA +
+                 "\" mountPointPath=\"/\" />\n</hard_drives_to_backup><do_backup a=\"b\">"
+                 "<tqdirfilter dir=\"/\" whichfiles=\"all\"></tqdirfilter></do_backup></tqinfo>");
+  EXPECT_TRUE(WriteSelectedVolumes({{kVguidA, "/"}}));
+  EXPECT_EQ(Text(), before);
 }
 
 TEST_F(SettingsEditTest, SelectionKeepsFiltersAndAddsThoseOfNewVolumes) {
