@@ -1,9 +1,8 @@
 #pragma once
 
-// Writing tqinfo.xml: the default file's text and one setter per element. A setter replaces only what it owns inside
-// the file's text and leaves every other byte; the whole text then goes to a temporary name and is swapped in. Setters
-// answer false (logged) and leave the file unchanged when it cannot be read, their element is missing, or the write
-// fails.
+// Changing tqinfo.xml: one setter per element. A setter replaces only what it owns inside the file's text and leaves
+// every other byte; the whole text then goes to a temporary name and is swapped in. Setters answer false (logged) and
+// leave the file unchanged when it cannot be read, their element is missing, or the write fails.
 
 #include <cstdint>
 #include <string_view>
@@ -13,13 +12,6 @@
 #include "selection/settings.h"
 
 namespace TqInfoManager {
-
-/// The default file for `volumes` (mount points end in "/"). `onlineHostname` is the computer's name; `scratch` the
-/// boot volume.
-TqString DefaultTqInfoText(const std::vector<TqSelectedVolume>& volumes, const TqSelectedVolume& scratch,
-                           std::string_view onlineHostname);
-/// The 17 filters a newly selected volume starts with; `mountPoint` is lower-cased and gets its trailing "/".
-std::vector<TqDirFilter> DefaultDirFilters(std::string_view mountPoint);
 
 bool SetNumDaysWarnWhenNotBackedUp(std::int32_t days);
 bool SetShowAnimatedHelpTips(bool show);

@@ -10,6 +10,7 @@
 #include "base/system_info.h"
 #include "platform/platform.h"
 #include "selection/settings_edit.h"
+#include "selection/settings_text.h"
 #include "volumes/volume_identity.h"
 #include "volumes/volume_query.h"
 #include "volumes/volume_registry.h"

@@ -1,5 +1,6 @@
 #include "selection/settings_edit.h"
 
+#include "selection/settings_text.h"
 #include "tests/selection/selection_fixture.h"
 
 using namespace TqInfoManager;
