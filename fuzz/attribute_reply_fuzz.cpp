@@ -74,9 +74,8 @@ std::vector<std::vector<std::uint8_t>> BuiltInInputs() {
                                                 {4, Bytes(20, std::byte{6})}};
   std::vector<std::vector<std::uint8_t>> inputs{{}};
   for (const auto& [decoder, reply] : all) {
-    std::vector<std::uint8_t> input{decoder};
-    for (const std::byte byte : reply) input.push_back(static_cast<std::uint8_t>(byte));
-    inputs.push_back(input);
+    inputs.push_back({decoder});
+    for (const std::byte byte : reply) inputs.back().push_back(static_cast<std::uint8_t>(byte));
   }
   return inputs;
 }

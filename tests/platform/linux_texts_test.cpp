@@ -40,10 +40,8 @@ TEST(LinuxTextsTest, ReadsPagesAndNumbers) {
 }
 
 TEST(LinuxTextsTest, NamesArchitecturesInTheTablesWords) {
-  EXPECT_EQ(ArchitectureWord("aarch64"), "arm64");
-  EXPECT_EQ(ArchitectureWord("x86_64"), "x86_64");
   for (const char* name : {"i386", "i486", "i586", "i686"}) EXPECT_EQ(ArchitectureWord(name), "x86_32");
-  EXPECT_EQ(ArchitectureWord("i786"), "i786");
+  EXPECT_EQ(ArchitectureWord("aarch64") + ArchitectureWord("x86_64") + ArchitectureWord("i786"), "arm64x86_64i786");
 }
 
 TEST(LinuxTextsTest, ChoosesTheInterfaceThatStaysTheSame) {

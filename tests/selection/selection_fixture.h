@@ -10,8 +10,10 @@
 /// Starts every test from fresh settings and an empty rule index.
 class SelectionTest : public PlatformTest {
  protected:
-  SelectionTest() { Forget(); }
-  ~SelectionTest() override { Forget(); }
+  SelectionTest() {
+    TqInfoManager::FreeRules(tqRules, &count);
+    TqInfoManager::ForgetSettings();
+  }
 
   /// One rule element as a user might write it.
   static std::string Rule(std::string_view prefix, std::string_view contains1 = "*", std::string_view contains2 = "*",
@@ -53,10 +55,4 @@ class SelectionTest : public PlatformTest {
 
   static constexpr TqExcludeFilenameRule* tqRules = TqInfoManager::tqExcludeFilenameRules;
   static constexpr std::int32_t& count = TqInfoManager::num_tqExcludeFilenameRules;
-
- private:
-  static void Forget() {
-    TqInfoManager::FreeRules(tqRules, &count);
-    TqInfoManager::ForgetSettings();
-  }
 };

@@ -18,7 +18,7 @@ class DrivePingTest : public VolumesTest {
   bool AllAnswered() {
     fake.sleepsMicros.clear();
     TqUiUtil::PingDrivesThatAreSelectedForBackup();
-    EXPECT_EQ(std::count(fake.sleepsMicros.begin(), fake.sleepsMicros.end(), 3'000'000), 1);
+    EXPECT_EQ(std::ranges::count(fake.sleepsMicros, 3'000'000), 1);
     const std::string log = LogText();
     return log.substr(log.rfind(") - after, signConnect=")).starts_with(") - after, signConnect=true,  todayD");
   }
