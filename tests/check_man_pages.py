@@ -3,6 +3,7 @@
     python3 tests/check_man_pages.py <source folder>    the status is 1 when there is a difference
 """
 
+import difflib
 import os
 import re
 import sys
@@ -28,17 +29,12 @@ def documented(root):
 
 
 def differences(root):
-    in_table, in_page = table(root), documented(root)
-    operands = dict(in_page)
-    faults = [f"no entry in docs/tqfilelist.1 for {word}" for word, _ in in_table if word not in operands]
-    faults += [f"docs/tqfilelist.1 describes {word}, which the table does not know" for word, _ in in_page
-               if word not in dict(in_table)]
+    in_page = documented(root)
+    told = dict(in_page)
     # A command that tells of missing operands in its own words needs none by the table.
-    faults += [f"docs/tqfilelist.1 gives {word} {operands[word]} operands, the table {needed}"
-               for word, needed in in_table if needed and operands.get(word, needed) != needed]
-    if not faults and [word for word, _ in in_table] != [word for word, _ in in_page]:
-        faults.append("docs/tqfilelist.1 has the commands in another order than the table, or twice")
-    return faults
+    expected = [f"{word} with {needed or told.get(word, 0)} operands" for word, needed in table(root)]
+    found = [f"{word} with {operands} operands" for word, operands in in_page]
+    return list(difflib.unified_diff(expected, found, "scan/commands.cpp", "docs/tqfilelist.1", n=0, lineterm=""))
 
 
 if __name__ == "__main__":

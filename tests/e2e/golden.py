@@ -14,17 +14,13 @@ Everything else is a remark. What stands in braces is one of PATTERNS, or a text
 import os
 import re
 import shlex
+from types import SimpleNamespace
 
 FOLDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "golden")
 LONG = "/" + "n" * 4999
 UUID = r"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"
 PATTERNS = {"n": r"[\d,]+", "time": r"\d{14}", "width3": r"(?=...\s)\s*\d+", "word": r"\S+", "any": r".+",
             "nothing": "", "uuid": UUID, "uuid or nothing": f"({UUID})?", "long": re.escape(LONG)}
-
-
-class Case:
-    def __init__(self, words):
-        self.words, self.status, self.out, self.err = words, 0, "", ""
 
 
 def words_of(line, texts):
@@ -49,7 +45,7 @@ def read(name, texts):
             if line.startswith("=== "):
                 cases = sections.setdefault(line[4:], [])
             elif line.startswith("$ "):
-                cases.append(Case(words_of(line[2:], texts)))
+                cases.append(SimpleNamespace(words=words_of(line[2:], texts), status=0, out="", err=""))
             elif line.startswith("="):
                 cases[-1].status = int(line[1:])
             elif line.startswith(("|", "?|", "+|")):

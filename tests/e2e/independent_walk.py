@@ -38,8 +38,6 @@ class Tree:
                 left, right = line.split(b" - ", 1)
                 if right.split()[0].decode() in _PSEUDO:
                     point = left.split()[4]
-                    for octal, byte in ((b"\\040", b" "), (b"\\011", b"\t"), (b"\\012", b"\n"), (b"\\134", b"\\")):
-                        point = point.replace(octal, byte)
                     if point.startswith(self.root + b"/"):
                         found.add(point[len(self.root):])
         return found

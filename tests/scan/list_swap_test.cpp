@@ -1,6 +1,6 @@
 #include "scan/list_swap.h"
 
-#include "tests/scan/scan_run_fixture.h"
+#include "tests/scan/scan_fixture.h"
 
 /// A plan of a data volume followed by the system volume, with a `.future` list for each.
 class ListSwapTest : public ScanRunTest {

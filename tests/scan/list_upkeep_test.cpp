@@ -1,6 +1,6 @@
 #include "scan/list_upkeep.h"
 
-#include "tests/scan/scan_run_fixture.h"
+#include "tests/scan/scan_fixture.h"
 
 /// The tidying-up steps by themselves; the drive is selected and unplugged.
 class ListUpkeepTest : public ScanRunTest {

@@ -1,4 +1,4 @@
-#include "tests/scan/scan_run_fixture.h"
+#include "tests/scan/scan_fixture.h"
 
 /// Calls `action` once, when the walk lists `folder` (two levels below its volume, so that planning does not list it).
 static void WhenListed(FakePlatform& fake, const std::string& folder, const std::function<void()>& action) {
