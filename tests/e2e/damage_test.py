@@ -34,8 +34,7 @@ class Damage(ScanCase):
 
         os.unlink(root.path(root.data + "filler"))
         self.assert_ran(root.run("-urgent_refresh_all"))
-        for volume in (root.SYSTEM, photos):
-            self.assert_listed(root, volume)
+        self.assert_listed(root, root.SYSTEM, photos)
         self.assert_clean(root)
 
     def test_everything_but_the_settings_damaged_then_the_settings(self):
@@ -52,8 +51,7 @@ class Damage(ScanCase):
                 "tqfilelists/tqfilelist_hour_lock.lck": "not empty"}.items():
             root.write(root.data + file, content, seconds=1_600_000_000)
         self.assert_ran(root.run())
-        for volume in (root.SYSTEM, photos):
-            self.assert_listed(root, volume)
+        self.assert_listed(root, root.SYSTEM, photos)
         self.assertEqual(root.read(root.lists + "bigfilelist.dat"),
                          b"t\t524288000\t/Users/bob/Movies/Raw/holiday.mov\n")
         self.assertEqual({v.get("tqVolumeGuid") for v in root.xml("tqvolumes.xml").findall("tqvolume")},

@@ -17,10 +17,8 @@ class Pacing(ScanCase):
                          rb'<stat install_fscan_numsecs="\d{1,2}" />\n</firsttimestats>\n\Z')
         self.assertFalse(root.exists(root.lists + "urgent_is_still_running_flag.txt"))
         self.assertIn(" URGENTLY and AT_FIRST_INSTALL_TIME topdirs.xml.future did not exist", root.log())
-        paced = root.run()
-        self.assert_ran(paced)
-        urgent = root.run("-urgent_refresh_all")
-        self.assert_ran(urgent)
+        paced = self.assert_ran(root.run())
+        urgent = self.assert_ran(root.run("-urgent_refresh_all"))
         self.assertGreater(paced.seconds, 9.0)  # the drive ping's three seconds, and two pauses in one planned folder
         self.assertGreater(paced.seconds - fresh.seconds, 4.0)
         self.assertGreater(paced.seconds - urgent.seconds, 4.0)
@@ -59,8 +57,7 @@ class Pacing(ScanCase):
         long_ago = time.time() - 3 * 3600 - 60
         os.utime(root.path(lock), (long_ago, long_ago))
         self.assert_ran(root.run("-urgent_refresh_all"))
-        self.assert_listed(root, photos)
-        self.assert_listed(root, root.SYSTEM)
+        self.assert_listed(root, root.SYSTEM, photos)
         self.assert_clean(root)
 
 

@@ -30,17 +30,19 @@ class ScanCase(unittest.TestCase):
         self.addCleanup(root.close)
         return root
 
-    def assert_ran(self, result, status=0):
-        self.assertEqual((result.status, result.err), (status, ""))
+    def assert_ran(self, result):
+        self.assertEqual((result.status, result.err), (0, ""))
+        return result
 
     def tree(self, root, volume, **options):
         return independent_walk.Tree(root.path(""), volume.mount, mac_root.EXCLUDED_FOLDERS, **options)
 
-    def assert_listed(self, root, volume, **options):
-        """The volume's list equals the independent walk of what lies there now; gives that walk."""
-        tree = self.tree(root, volume, **options)
-        self.assertEqual(independent_walk.differences(tree, root.path(root.list_path(volume))), [])
-        self.assertGreater(tree.files, 0)
+    def assert_listed(self, root, *volumes, **options):
+        """Each volume's list equals the independent walk of what lies there now; gives the last walk."""
+        for volume in volumes:
+            tree = self.tree(root, volume, **options)
+            self.assertEqual(independent_walk.differences(tree, root.path(root.list_path(volume))), [])
+            self.assertGreater(tree.files, 0)
         return tree
 
     def assert_clean(self, root):
@@ -55,8 +57,7 @@ class ScanCase(unittest.TestCase):
         root.select(root.SYSTEM, photos)
         trees.plant_many(root, photos.mount + "Album/Deep", directories)
         root.write(root.lists + flag)
-        first = root.run(*words)
-        self.assert_ran(first)
+        first = self.assert_ran(root.run(*words))
         self.assert_listed(root, photos)
         return root, photos, first
 

@@ -59,8 +59,7 @@ class OrdinaryScans(ScanCase):
 
     def check_lists(self, root):
         self.assert_clean(root)
-        for volume in self.volumes:
-            self.assert_listed(root, volume)
+        self.assert_listed(root, *self.volumes)
         self.assertEqual([v.tag for v in self.volumes], ["root", "my p", "x___"])
         self.assertNotIn(b"left out", b"".join(root.read(root.list_path(v)) for v in self.volumes))
 
@@ -120,8 +119,7 @@ class OtherTrees(ScanCase):
         for number, folder in enumerate(os.environ.get("TQ_REAL_FOLDERS", "/usr").split(":")):
             root.bind(folder, f"{real.mount}tree{number}")
         root.select(real)
-        result = root.run("-urgent_refresh_all", timeout=1800)
-        self.assert_ran(result)
+        result = self.assert_ran(root.run("-urgent_refresh_all", timeout=1800))
         tree = self.assert_listed(root, real)
         print(f"{tree.entries} entries, {result.seconds:.2f} s, peak memory {result.peak_kilobytes / 1024:.1f} MiB")
         large = root.read(root.lists + "bigfilelist.dat").splitlines() if tree.big_files else []

@@ -33,8 +33,7 @@ class FreshMachine(ScanCase):
         self.assertEqual(root.names("/Volumes/Nothing"), [])
         self.assert_ran(root.run())
         self.assert_clean(root)
-        for volume in volumes:
-            self.assert_listed(root, volume)
+        self.assert_listed(root, *volumes)
 
         settings = root.read(root.data + "tqinfo.xml")
         again = root.run(program="tqsetup")
@@ -43,8 +42,7 @@ class FreshMachine(ScanCase):
 
     def check_refusals(self, root):
         """What is refused leaves nothing behind."""
-        usage = root.run("--help", program="tqsetup")
-        self.assert_ran(usage)
+        usage = self.assert_ran(root.run("--help", program="tqsetup"))
         for status, reason, *words in (
                 (2, "unknown option: --selct", "--selct", "/"), (2, "unknown option: /", "/"),
                 (2, "option needs a value: --select", "--select"),

@@ -63,8 +63,7 @@ class AwayBeforeTheRun(ScanCase):
         root.write(root.lists + "completefilelist.dat", "of an older version")
 
         self.assert_ran(root.run())
-        self.assert_listed(root, attached)
-        self.assert_listed(root, root.SYSTEM)
+        self.assert_listed(root, root.SYSTEM, attached)
         self.assertEqual(root.read(root.list_path(recent)).decode(), list_text)
         start = rb"\A# GmtMillisThisListWasStarted: [0-9a-f]{16}"
         self.assertRegex(root.read(root.list_path(aged)), start + rb", GmtDateTime: \d{14}\n"
