@@ -19,8 +19,8 @@ LAYERS = ["platform", "base", "selection", "volumes", "scan"]
 TOOLS = "tools"  # programs of their own on top of the layers, which need nothing from the tests
 BESIDE = ["tests", "bench", "fuzz", TOOLS]
 SOURCE_ENDINGS = (".cpp", ".mm")
-CHOOSES_SYSTEM = re.compile(r"^\s*#\s*(if|elif).*(__APPLE__|__MACH__|__linux|__gnu_linux|\blinux\b|\bunix\b|__unix|_WIN|"
-                            r"__\w+BSD__|TARGET_OS_|\bTQ_(MAC|LINUX|WIN))")
+CHOOSES_SYSTEM = re.compile(r"^\s*#\s*(if|elif).*(__APPLE__|__MACH__|__linux|__gnu_linux|\blinux\b|\bunix\b|__unix|"
+                            r"_WIN|__\w+BSD__|TARGET_OS_|\bTQ_(MAC|LINUX|WIN))")
 
 
 def layer_of(path):
@@ -33,7 +33,7 @@ def unit_of(path):
 
 class Checker:
     def __init__(self, root):
-        paths = [path for top in LAYERS + BESIDE for path in sorted(pathlib.Path(root, top).rglob("*")) if path.is_file()]
+        paths = [path for top in LAYERS + BESIDE for path in sorted(pathlib.Path(root, top).rglob("*.*"))]
         texts = {path.relative_to(root).as_posix(): path.read_text(encoding="utf-8") for path in paths
                  if path.suffix in (".h", *SOURCE_ENDINGS) or path.name == "CMakeLists.txt"}
         lists = {path: texts.pop(path) for path in list(texts) if path.endswith("CMakeLists.txt")}
@@ -121,7 +121,7 @@ PLANTED = (
     ("base/planted_b.h", '#include "base/planted_a.h"', "include cycle: "),
     ("tests/base/planted_test.cpp", "int planted;", "planted_test.cpp: test that no CMakeLists.txt names"),
     ("volumes/planted.cpp", "int planted;", "planted.cpp: source that no target builds"),
-    ("tests/base/CMakeLists.txt", "set(planted gone.cpp)", "tests/base/gone.cpp: named in a CMakeLists.txt, but missing"),
+    ("tests/base/CMakeLists.txt", "set(planted gone.cpp)", "base/gone.cpp: named in a CMakeLists.txt, but missing"),
     ("base/clock.cpp", "#if 1\n#elif defined(__linux__)\n#endif", "base/clock.cpp:{}: chooses by operating system"),
     ("platform/posix.cpp", "  #ifdef __APPLE__\n#endif", "platform/posix.cpp:{}: chooses by operating system"))
 

@@ -57,7 +57,7 @@ class AwayBeforeTheRun(ScanCase):
                                      for name in ("Recent", "Aged", "Never", "Gone"))
         root.select(root.SYSTEM, attached, recent, aged, never)
         root.write_registry((attached, 40), (never, 2), (recent, 30.5), (aged, 31.5))
-        list_text = f"# GmtMillisThisListWasStarted: {millis_ago(1):016x}, GmtDateTime: 20240101000000\nan earlier list\n"
+        list_text = f"# GmtMillisThisListWasStarted: {millis_ago(1):016x}, GmtDateTime: 20240101000000\nearlier list\n"
         for volume in (recent, aged, gone):
             root.write(root.list_path(volume), list_text)
         root.write(root.lists + "completefilelist.dat", "of an older version")
