@@ -96,7 +96,7 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::function<void(std::int64_t micros)> onSleep;  ///< called after the clock moved
   /// Asked before every operation; a result other than 0 is its errno. Operations: "list", "query", "lstat", "finder",
   /// "exclusion", "stat", "mountid", "open", "read", "write", "close", "lock", "rename", "unlink", "mkdir", "chmod",
-  /// "temp", "volume". For "rename" the path is "<from>\n<to>"; for "read" and "write" the file's.
+  /// "temp", "volume", "fork". For "rename" the path is "<from>\n<to>"; for "read" and "write" the file's.
   std::function<int(std::string_view operation, std::string_view path)> fault;
   /// Bytes that may still be written in all; a write beyond is cut short with ENOSPC. Negative: no limit.
   std::int64_t diskBytesLeft = -1;
