@@ -109,6 +109,12 @@ TqString& TqString::operator=(std::string_view text) {
   return *this;
 }
 
+TqString TqString::WithRoom(std::int64_t need) {
+  TqString text{Unallocated()};
+  text.Reserve(need);
+  return text;
+}
+
 TqString::~TqString() {
   std::free(buffer_);
 }

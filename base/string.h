@@ -28,6 +28,9 @@ class TqString {
   TqString& operator=(std::string_view text);
   virtual ~TqString();
 
+  /// An empty text with room for `need` content bytes, had with one allocation; without memory it has no room.
+  static TqString WithRoom(std::int64_t need);
+
   std::int32_t Length() const { return length_; }
   bool IsEmpty() const { return length_ == 0; }
   std::int32_t Capacity() const { return capacity_; }
@@ -49,6 +52,15 @@ class TqString {
     const auto need = static_cast<std::int64_t>(text.size());
     if (text.empty() || need >= capacity_) return AssignGrowing(text);
     std::memmove(buffer_, text.data(), text.size());
+    SetLength(need);
+    return true;
+  }
+  /// One text behind the other; neither may lie in this one.
+  bool AssignBoth(std::string_view first, std::string_view second) {
+    const auto need = static_cast<std::int64_t>(first.size() + second.size());
+    if (need >= capacity_ && !EnsureForAppend(need)) return false;
+    first.copy(buffer_, first.size());
+    second.copy(buffer_ + first.size(), second.size());
     SetLength(need);
     return true;
   }
@@ -114,6 +126,8 @@ class TqString {
   static std::int64_t GrowthForAppend(std::int64_t need, std::int32_t capacity);
 
  private:
+  struct Unallocated {};
+  explicit TqString(Unallocated) {}
   bool AppendGrowing(std::string_view text);
   bool AssignGrowing(std::string_view text);
   bool ReserveGrowing(std::int64_t need);

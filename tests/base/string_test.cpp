@@ -39,6 +39,11 @@ TEST(StringTest, GrowthOfLargeTextsAndReserves) {
   const volatile std::size_t tooMuch = 3'000'000'000;  // volatile: the compiler would see the bytes that are not there
   EXPECT_FALSE(text.Append(std::string_view("never read", tooMuch)));
   EXPECT_TRUE(text == "kept" && text.Capacity() == 111);
+  TqString roomy = TqString::WithRoom(100);
+  EXPECT_TRUE(roomy.IsEmpty() && roomy.Capacity() == 111);
+  EXPECT_TRUE(roomy.AssignBoth("a", {}) && roomy.AssignBoth({}, "b") && roomy == "b" && roomy.Capacity() == 111);
+  EXPECT_TRUE(roomy.AssignBoth(std::string(60, 'x'), std::string(51, 'y')) && roomy.Length() == 111);
+  EXPECT_TRUE(roomy.Capacity() > 111 && roomy.CharAt(59) == 'x' && roomy.CharAt(60) == 'y');
 }
 
 TEST(StringTest, PiecesOfTheTextItselfAreSafeArguments) {
