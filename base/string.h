@@ -72,6 +72,13 @@ class TqString {
     SetLength(need);
     return true;
   }
+  /// Where the next bytes go, with room for `need` of them: they are put there by hand and count after EndAt. Null when
+  /// the room cannot be had.
+  char* RoomBehind(std::int64_t need) {
+    return length_ + need < capacity_ || EnsureForAppend(length_ + need) ? buffer_ + length_ : nullptr;
+  }
+  /// The text ends at `end`, a place behind its old end that RoomBehind gave room for.
+  void EndAt(const char* end) { SetLength(end - buffer_); }
   bool AppendChar(char c) { return Append(std::string_view(&c, 1)); }
   /// "%d"
   bool AppendInt32(std::int32_t number);
