@@ -40,30 +40,46 @@ struct PathMarks {
   bool slashPeriod = false;  ///< "/" directly followed by "."
 };
 
+/// Whether there may be a control character or a backslash from `from` on, or shortly before; nearly no path has one.
+bool NeedsCloserLook(std::string_view path, std::size_t from) {
+  // In blocks of fixed size, because compilers turn such a block into a few instructions.
+  std::array<unsigned char, 16> seen{};
+  if (path.size() < seen.size()) return true;
+  for (std::size_t at = path.size(); at > from;) {
+    at -= std::min(at, seen.size());
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+      const auto byte = static_cast<unsigned char>(path[at + i]);
+      seen[i] |= static_cast<unsigned char>(byte < ' ' || byte == '\\');
+    }
+  }
+  return seen != decltype(seen){};
+}
+
 bool HoldsByte(std::string_view text, char byte) {
   return text.find(byte) != std::string_view::npos;
 }
 
-PathMarks MarksOfBytes(std::string_view text) {
-  PathMarks marks;
-  marks.lineBreak = HoldsByte(text, '\r') || HoldsByte(text, '\n');
-  marks.backslash = HoldsByte(text, '\\');
-  return marks;
+/// Adds the marks of single bytes from `from` on.
+void AddByteMarks(std::string_view path, std::size_t from, PathMarks& marks) {
+  if (!NeedsCloserLook(path, from)) return;
+  const std::string_view text = path.substr(from);
+  marks.lineBreak |= HoldsByte(text, '\r') || HoldsByte(text, '\n');
+  marks.backslash |= HoldsByte(text, '\\');
 }
 
 /// `dir` is a path that ends in "/" or the first part of one.
 PathMarks MarksOfDir(std::string_view dir) {
-  PathMarks marks = MarksOfBytes(dir);
+  PathMarks marks;
   marks.slashPeriod = dir.find("/.") != std::string_view::npos;
+  AddByteMarks(dir, 0, marks);
   return marks;
 }
 
-/// The marks of a path by those of its directory.
-PathMarks MarksOfPath(const PathMarks& dir, std::string_view name) {
-  PathMarks marks = MarksOfBytes(name);
-  marks.lineBreak |= dir.lineBreak;
-  marks.backslash |= dir.backslash;
-  marks.slashPeriod = dir.slashPeriod || name.starts_with('.');
+/// The marks of a path by those of its directory, which ends at `nameAt`.
+PathMarks MarksOfPath(const PathMarks& dir, std::string_view path, std::size_t nameAt) {
+  PathMarks marks = dir;
+  marks.slashPeriod |= path.substr(nameAt).starts_with('.');
+  AddByteMarks(path, nameAt, marks);
   return marks;
 }
 
@@ -188,7 +204,8 @@ void AppendBlockHeader(TqWalk& walk, const TqString& dir, const TqFileInfoList& 
   for (std::int32_t i = 0; i < listing.Count(); ++i) numFiles += listing.Get(i)->isDir ? 0 : 1;
 
   // A directory's name must not be able to forge a line, nor may the list hold a backslash.
-  const PathMarks marks = MarksOfBytes(dir);
+  PathMarks marks;
+  AddByteMarks(dir, 0, marks);
   const bool appended = marks.lineBreak || marks.backslash
                             ? AppendHeader(walk.output.Buffer(), ShownInHeader(dir), numFiles)
                             : AppendHeader(walk.output.Buffer(), dir, numFiles);
@@ -276,7 +293,7 @@ void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
     if (file.isDir) continue;
 
     // a. A line break in a path would forge lines: such a file is left out.
-    const PathMarks marks = MarksOfPath(dirMarks, file.path.View().substr(nameAt));
+    const PathMarks marks = MarksOfPath(dirMarks, file.path, nameAt);
     if (marks.lineBreak) {
       LogLineBreakInName(file.path);
       continue;
