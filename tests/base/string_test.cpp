@@ -112,6 +112,24 @@ TEST(StringTest, Finding) {
   }
 }
 
+TEST(StringTest, LowerCaseFoldsLettersAloneFromAnyPlaceOfTextsOfAnyLength) {
+  for (int length = 0; length <= 70; ++length) {  // across every capacity up to 75
+    std::string given;
+    for (int i = 0; i < length; ++i) given += static_cast<char>(i % 2 == 0 ? "@AMZ[`az\xC1"[i / 2 % 9] : 'B' + i / 3);
+    for (int start = 0; start <= length; ++start) {
+      std::string expected = given;
+      for (auto at = expected.begin() + start; at != expected.end(); ++at) {
+        if (*at >= 'A' && *at <= 'Z') *at = static_cast<char>(*at + 32);
+      }
+      TqString text;
+      for (const char c : given) text.AppendChar(c);
+      text.LowerCase(start);
+      EXPECT_EQ(text.View(), expected) << "from " << start;
+      EXPECT_EQ(text.c_str()[length], '\0');
+    }
+  }
+}
+
 TEST(StringTest, OrdersBySignedBytes) {
   std::vector<std::string> names = {"b", "", "a", "\x80", "a\xFF", "A", "ab", "\xFF"};
   std::ranges::sort(names, [](const auto& a, const auto& b) { return CompareBytes(a, b) < 0; });
