@@ -63,9 +63,7 @@ TqJudgedPath Judged(std::string_view fullPath) {
   last.text.Truncate(nameAt);
   last.text.Append(fullPath.substr(static_cast<std::size_t>(nameAt)));
   last.text.LowerCase(nameAt);
-  TqJudgedPath judged = JudgedText();
-  judged.extension = ExtensionOf(judged.text);
-  return judged;
+  return JudgedText();
 }
 
 void BuildMatcher(TqExcludeFilenameRule* rules, std::int32_t count) {
