@@ -227,10 +227,6 @@ void TqString::Erase(std::int32_t start, std::int32_t count) {
   SetLength(length_ - removed);
 }
 
-void TqString::Truncate(std::int32_t length) {
-  if (length >= 0 && length < length_) SetLength(length);
-}
-
 bool TqString::ReplaceAll(std::string_view from, std::string_view to) {
   if (from.empty() || View().find(from) == std::string_view::npos) return true;
   if (Holds(from) || Holds(to)) return ReplaceAll(TqString(from).View(), TqString(to).View());

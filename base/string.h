@@ -91,7 +91,9 @@ class TqString {
   /// Removes `count` bytes from `start`; the count is cut to what exists, a `start` out of range does nothing.
   void Erase(std::int32_t start, std::int32_t count);
   /// Cuts the text to `length` bytes; a longer length does nothing.
-  void Truncate(std::int32_t length);
+  void Truncate(std::int32_t length) {
+    if (length >= 0 && length < length_) SetLength(length);
+  }
   /// Replaces every occurrence, left to right, never rescanning the replacement. An empty `from` changes nothing.
   bool ReplaceAll(std::string_view from, std::string_view to);
   /// From `start` on; out of range does nothing.

@@ -274,6 +274,11 @@ void AppendLargeFileLine(TqWalk& walk, const TqFileInfo& file, bool wanted) {
                              Joined(wanted ? "t\t" : "f\t", file.TotalSize(), '\t', file.path, '\n'));
 }
 
+/// Where a path's last component begins.
+std::size_t NameAt(std::string_view path) {
+  return path.rfind('/') + 1;
+}
+
 /// Where the two forms of the walk differ in the file pass.
 struct FilePassRules {
   bool skipsPeriodAnomalies;
@@ -285,7 +290,7 @@ void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
   if (listing.Count() == 0) return;
   // All paths of a listing have the same directory part, so it is looked over once.
   const TqString& firstPath = listing.Get(0)->path;
-  const auto nameAt = static_cast<std::size_t>(firstPath.FindLastChar('/') + 1);
+  const std::size_t nameAt = NameAt(firstPath);
   const PathMarks dirMarks = MarksOfDir(firstPath.View().substr(0, nameAt));
 
   for (std::int32_t i = 0; i < listing.Count(); ++i) {
@@ -300,7 +305,11 @@ void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
     }
 
     // b. The list never holds a backslash; from here on the path is the one that stands in the list.
-    if (marks.backslash) file.path.ReplaceAll("\\", kBackslashStandIn);
+    std::size_t listedNameAt = nameAt;
+    if (marks.backslash) {
+      file.path.ReplaceAll("\\", kBackslashStandIn);
+      listedNameAt = NameAt(file.path);
+    }
 
     // c. Stray files.
     if (rules.skipsPeriodAnomalies && marks.slashPeriod && IsPeriodAnomaly(file.path)) continue;
@@ -309,8 +318,8 @@ void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
     AppendFileLine(walk, file);
 
     // e. The rules' answer.
-    bool wanted = TqInfoManager::UserWantsThisFileBackedUpEx(file.path, file.TotalSize(), walk.run.maxFileSizeBytes,
-                                                             walk.rules, walk.ruleCount);
+    bool wanted = TqInfoManager::UserWantsThisFileBackedUpEx(file.path, listedNameAt, file.TotalSize(),
+                                                             walk.run.maxFileSizeBytes, walk.rules, walk.ruleCount);
     if (rules.heedsBackupExcludes && file.backupExcluded) wanted = false;
 
     // f. The large-file list.
