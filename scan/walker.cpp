@@ -67,10 +67,17 @@ void AddByteMarks(std::string_view path, std::size_t from, PathMarks& marks) {
   marks.backslash |= HoldsByte(text, '\\');
 }
 
+bool HoldsSlashPeriod(std::string_view text) {
+  // Periods are looked for, because they are rarer in paths than slashes.
+  std::size_t at = text.find('.');
+  while (at != std::string_view::npos && !text.substr(0, at).ends_with('/')) at = text.find('.', at + 1);
+  return at != std::string_view::npos;
+}
+
 /// `dir` is a path that ends in "/" or the first part of one.
 PathMarks MarksOfDir(std::string_view dir) {
   PathMarks marks;
-  marks.slashPeriod = dir.find("/.") != std::string_view::npos;
+  marks.slashPeriod = HoldsSlashPeriod(dir);
   AddByteMarks(dir, 0, marks);
   return marks;
 }
@@ -334,30 +341,32 @@ void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
 
 struct DirSkipRule {
   std::string_view message;
+  bool needsPeriod;  ///< applies to paths with a period alone; most have none
   bool (*applies)(const TqString& path);
 };
 
 /// In the order of testing; the first that applies keeps the directory out.
 constexpr DirSkipRule kDirSkipRules[] = {
-    {"WARNING: skipping dirname with illegal double-dir sep: ",
+    {"WARNING: skipping dirname with illegal double-dir sep: ", false,
      [](const TqString& path) { return path.ContainsTwoConsecutiveSeparators(); }},
-    {"WARNING: skipping dirname with illegal trailing sep: ",
+    {"WARNING: skipping dirname with illegal trailing sep: ", false,
      [](const TqString& path) { return path.EndsWith("/") || path.EndsWith("\\"); }},
-    {"WARNING: skipping dirname with TimeMachine in it: ",
+    {"WARNING: skipping dirname with TimeMachine in it: ", true,
      [](const TqString& path) { return path.Contains("Backups.backupdb"); }},
-    {"WARNING: skipping dirname with WesternDigitalBackup in it: ",
+    {"WARNING: skipping dirname with WesternDigitalBackup in it: ", true,
      [](const TqString& path) {
        return path.Contains(".swstor") &&
               (path.ContainsIgnoreCase("wd smartware.swstor") || path.ContainsIgnoreCase("wdsmartware.swstor") ||
                path.ContainsIgnoreCase("wdbackup.swstor"));
      }},
-    {"WARNING: skipping dirname with Mobile TimeMachine in it: ",
+    {"WARNING: skipping dirname with Mobile TimeMachine in it: ", true,
      [](const TqString& path) { return path.Contains(".MobileBackups"); }},
 };
 
 bool IsSkippedDir(const TqString& path) {
+  const bool holdsPeriod = HoldsByte(path, '.');
   for (const DirSkipRule& rule : kDirSkipRules) {
-    if (!rule.applies(path)) continue;
+    if ((rule.needsPeriod && !holdsPeriod) || !rule.applies(path)) continue;
     Log(rule.message, path);
     return true;
   }
