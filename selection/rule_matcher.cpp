@@ -231,7 +231,7 @@ void TqRuleMatcher::TryTexts(const std::uint32_t* endMatched, const TqJudgedPath
 
 TqExcludeFilenameRule* TqRuleMatcher::FirstMatch(const TqJudgedPath& path) {
   std::uint32_t* end = directory_.endMatched;
-  if (!path.onlyCatchAll) {
+  if (!path.onlyCatchAll && !directory_.place.isEnd) {
     TqPrefixTree::Place place = directory_.place;
     end += prefixes_.Collect(path.text, place, end);
   }
