@@ -108,6 +108,7 @@ class ListFiller : public platform::EntryVisitor {
       : prefix_(TqString::WithRoom(static_cast<std::int64_t>(dir.size()) + 1)), list_(list) {
     prefix_.Assign(dir);
     if (!dir.ends_with('/')) prefix_.AppendChar('/');
+    list_.SetNameAt(prefix_.View().size());
   }
 
   bool OnEntry(std::string_view name, int queryErrno, const EntryAttributes& attributes) override {
@@ -190,7 +191,7 @@ TqString QueryPath(std::string_view path) {
 
 struct MountTable {
   TqHashTable paths{100};
-  std::int32_t longest = 0;  ///< length of the longest path in it: spares most entries of a scan the hashing
+  std::size_t longest = 0;  ///< length of the longest path in it: spares most of a scan the look-ups
 };
 
 std::unique_ptr<MountTable>& TheMountTable() {
@@ -208,7 +209,7 @@ std::unique_ptr<MountTable> BuildMountTable() {
   for (const platform::MountTableRow& row : rows) {
     Log("Found mounted path: '", row.mountPoint, "' from: '", row.source, "' of type: '", row.type, "'.");
     table->paths.Insert(row.mountPoint.c_str(), 1);
-    table->longest = std::max(table->longest, static_cast<std::int32_t>(row.mountPoint.size()));
+    table->longest = std::max(table->longest, row.mountPoint.size());
   }
   return table;
 }
@@ -347,10 +348,11 @@ std::int64_t FileSize(std::string_view path) {
 void RemoveMountedFoldersFromList(TqFileInfoList& list) {
   std::unique_ptr<MountTable>& table = TheMountTable();
   if (!table) table = BuildMountTable();
+  if (list.NameAt() >= table->longest) return;
   std::int32_t index = 0;
   while (index < list.Count()) {
     const TqString& path = list.Get(index)->path;
-    if (path.Length() <= table->longest && table->paths.Contains(path.c_str())) {
+    if (path.View().size() <= table->longest && table->paths.Contains(path.c_str())) {
       Log("WARNING: skipping mounted folder: ", path);
       list.RemoveAt(index);
     } else {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -47,6 +48,9 @@ class TqFileInfoList {
   TqFileInfo* Get(std::int32_t index) const { return index >= 0 && index < count_ ? slots_[index] : nullptr; }
   /// Count 0; the records stay for reuse.
   void Clear() { count_ = 0; }
+  /// Where the names begin in the paths: the length of the listed directory with its "/", 0 before a first listing.
+  std::size_t NameAt() const { return nameAt_; }
+  void SetNameAt(std::size_t nameAt) { nameAt_ = nameAt; }
   /// Makes room for `need` entries. On failure the count becomes 0 and the answer is false.
   bool Grow(std::int64_t need);
   /// Takes the next record, not reset; null (count 0) when memory runs out.
@@ -73,6 +77,7 @@ class TqFileInfoList {
   std::int32_t built_ = 0;  ///< slots below it hold a record, those above are untouched memory
   TqFileInfo** slots_ = nullptr;
   Block* newest_ = nullptr;
+  std::size_t nameAt_ = 0;
 };
 
 namespace TqFile {

@@ -281,11 +281,6 @@ void AppendLargeFileLine(TqWalk& walk, const TqFileInfo& file, bool wanted) {
                              Joined(wanted ? "t\t" : "f\t", file.TotalSize(), '\t', file.path, '\n'));
 }
 
-/// Where a path's last component begins.
-std::size_t NameAt(std::string_view path) {
-  return path.rfind('/') + 1;
-}
-
 /// Where the two forms of the walk differ in the file pass.
 struct FilePassRules {
   bool skipsPeriodAnomalies;
@@ -296,9 +291,8 @@ struct FilePassRules {
 void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
   if (listing.Count() == 0) return;
   // All paths of a listing have the same directory part, so it is looked over once.
-  const TqString& firstPath = listing.Get(0)->path;
-  const std::size_t nameAt = NameAt(firstPath);
-  const PathMarks dirMarks = MarksOfDir(firstPath.View().substr(0, nameAt));
+  const std::size_t nameAt = listing.NameAt();
+  const PathMarks dirMarks = MarksOfDir(listing.Get(0)->path.View().substr(0, nameAt));
 
   for (std::int32_t i = 0; i < listing.Count(); ++i) {
     TqFileInfo& file = *listing.Get(i);
@@ -315,7 +309,7 @@ void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
     std::size_t listedNameAt = nameAt;
     if (marks.backslash) {
       file.path.ReplaceAll("\\", kBackslashStandIn);
-      listedNameAt = NameAt(file.path);
+      listedNameAt = file.path.View().rfind('/') + 1;
     }
 
     // c. Stray files.
