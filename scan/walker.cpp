@@ -45,10 +45,10 @@ bool NeedsCloserLook(std::string_view path, std::size_t from) {
   // In blocks of fixed size, because compilers turn such a block into a few instructions.
   std::array<unsigned char, 16> seen{};
   if (path.size() < seen.size()) return true;
-  for (std::size_t at = path.size(); at > from;) {
-    at -= std::min(at, seen.size());
+  for (std::size_t at = from; at < path.size(); at += seen.size()) {
+    const char* block = path.data() + std::min(at, path.size() - seen.size());
     for (std::size_t i = 0; i < seen.size(); ++i) {
-      const auto byte = static_cast<unsigned char>(path[at + i]);
+      const auto byte = static_cast<unsigned char>(block[i]);
       seen[i] |= static_cast<unsigned char>(byte < ' ' || byte == '\\');
     }
   }
@@ -59,12 +59,14 @@ bool HoldsByte(std::string_view text, char byte) {
   return text.find(byte) != std::string_view::npos;
 }
 
-/// Adds the marks of single bytes from `from` on.
-void AddByteMarks(std::string_view path, std::size_t from, PathMarks& marks) {
-  if (!NeedsCloserLook(path, from)) return;
-  const std::string_view text = path.substr(from);
+void LookCloser(std::string_view text, PathMarks& marks) {
   marks.lineBreak |= HoldsByte(text, '\r') || HoldsByte(text, '\n');
   marks.backslash |= HoldsByte(text, '\\');
+}
+
+/// Adds the marks of single bytes from `from` on.
+void AddByteMarks(std::string_view path, std::size_t from, PathMarks& marks) {
+  if (NeedsCloserLook(path, from)) LookCloser(path.substr(from), marks);
 }
 
 bool HoldsSlashPeriod(std::string_view text) {
