@@ -8,6 +8,7 @@
 
 #include "base/clock.h"
 #include "base/log.h"
+#include "scan/skipped_dirs.h"
 
 // --- listings used again ---
 
@@ -331,42 +332,6 @@ void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
     // g. The totals.
     if (wanted) AddFileToCategoryTotals(walk.tables, walk.totals, file.path, file.dataSize, file.rsrcSize);
   }
-}
-
-// --- which directories are entered ---
-
-struct DirSkipRule {
-  std::string_view message;
-  bool needsPeriod;  ///< applies to paths with a period alone; most have none
-  bool (*applies)(const TqString& path);
-};
-
-/// In the order of testing; the first that applies keeps the directory out.
-constexpr DirSkipRule kDirSkipRules[] = {
-    {"WARNING: skipping dirname with illegal double-dir sep: ", false,
-     [](const TqString& path) { return path.ContainsTwoConsecutiveSeparators(); }},
-    {"WARNING: skipping dirname with illegal trailing sep: ", false,
-     [](const TqString& path) { return path.EndsWith("/") || path.EndsWith("\\"); }},
-    {"WARNING: skipping dirname with TimeMachine in it: ", true,
-     [](const TqString& path) { return path.Contains("Backups.backupdb"); }},
-    {"WARNING: skipping dirname with WesternDigitalBackup in it: ", true,
-     [](const TqString& path) {
-       return path.Contains(".swstor") &&
-              (path.ContainsIgnoreCase("wd smartware.swstor") || path.ContainsIgnoreCase("wdsmartware.swstor") ||
-               path.ContainsIgnoreCase("wdbackup.swstor"));
-     }},
-    {"WARNING: skipping dirname with Mobile TimeMachine in it: ", true,
-     [](const TqString& path) { return path.Contains(".MobileBackups"); }},
-};
-
-bool IsSkippedDir(const TqString& path) {
-  const bool holdsPeriod = HoldsByte(path, '.');
-  for (const DirSkipRule& rule : kDirSkipRules) {
-    if ((rule.needsPeriod && !holdsPeriod) || !rule.applies(path)) continue;
-    Log(rule.message, path);
-    return true;
-  }
-  return false;
 }
 
 }  // namespace
