@@ -7,6 +7,8 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "base/hash_table.h"
@@ -38,25 +40,21 @@ bool HasPackageSuffix(std::string_view path) {
   });
 }
 
-bool IsSpecialKind(EntryKind kind) {
-  return kind != EntryKind::kRegular && kind != EntryKind::kDirectory;
-}
-
-/// Everything but the path and the link count; `info.path` must be set already.
+/// Everything but the path, which must be set already; the link count becomes 1.
 void FillRecord(TqFileInfo& info, const EntryAttributes& attributes) {
   const bool hasCreateTime = attributes.createTimeSec != 0 || attributes.createTimeNsec != 0;
   info.modTimeMs = attributes.modTimeSec * 1000;
   info.createTimeMs = hasCreateTime ? attributes.createTimeSec * 1000 : info.modTimeMs;
-  info.isDir = attributes.kind == EntryKind::kDirectory;
-  info.isSpecial = IsSpecialKind(attributes.kind);
-  if (info.isDir) {
-    info.isPackage = (attributes.finderFlags & kFinderBundleFlag) != 0 || HasPackageSuffix(info.path);
-    return;
-  }
-  info.dataSize = attributes.dataSize;
-  if (info.isSpecial) return;
-  info.rsrcSize = attributes.rsrcSize;
-  info.isAlias = (attributes.finderFlags & kFinderAliasFlag) != 0;
+  const bool isDir = attributes.kind == EntryKind::kDirectory;
+  const bool isRegular = attributes.kind == EntryKind::kRegular;
+  info.isDir = isDir;
+  info.isSpecial = !isDir && !isRegular;
+  info.dataSize = isDir ? 0 : attributes.dataSize;
+  info.rsrcSize = isRegular ? attributes.rsrcSize : 0;
+  info.isPackage = isDir && ((attributes.finderFlags & kFinderBundleFlag) != 0 || HasPackageSuffix(info.path));
+  info.isAlias = isRegular && (attributes.finderFlags & kFinderAliasFlag) != 0;
+  info.backupExcluded = false;
+  info.linkCount = 1;
 }
 
 /// The path without one trailing separator. "/" stays, and so does a drive's root: a path below four characters that
@@ -103,14 +101,14 @@ bool QueryThroughStat(const char* path, std::string_view statWords, std::string_
   return true;
 }
 
-/// Room that a record's path gets at least, so that records are seldom too small when they are used again.
-constexpr std::int64_t kUsualPathBytes = 116;
-
 /// Turns the platform's entries into records. Once a record's path has had its memory, an entry costs no allocation.
 class ListFiller : public platform::EntryVisitor {
  public:
-  ListFiller(std::string_view dir, TqFileInfoList& list) : prefix_(dir), list_(list) {
+  ListFiller(std::string_view dir, TqFileInfoList& list)
+      : prefix_(TqString::WithRoom(static_cast<std::int64_t>(dir.size()) + 1)), list_(list) {
+    prefix_.Assign(dir);
     if (!dir.ends_with('/')) prefix_.AppendChar('/');
+    list_.SetNameAt(prefix_.View().size());
   }
 
   bool OnEntry(std::string_view name, int queryErrno, const EntryAttributes& attributes) override {
@@ -133,15 +131,9 @@ class ListFiller : public platform::EntryVisitor {
 
   bool Add(std::string_view name, const EntryAttributes& attributes) {
     TqFileInfo* info = list_.Add();
-    if (info != nullptr) info->Reset();
-    outOfMemory_ = info == nullptr || !SetPath(info->path, name);
+    outOfMemory_ = info == nullptr || !info->path.AssignBoth(prefix_, name);
     if (!outOfMemory_) FillRecord(*info, attributes);
     return !outOfMemory_;
-  }
-
-  bool SetPath(TqString& path, std::string_view name) const {
-    const auto need = static_cast<std::int64_t>(prefix_.View().size() + name.size());
-    return path.Reserve(std::max(need, kUsualPathBytes)) && path.Assign(prefix_) && path.Append(name);
   }
 
   TqString prefix_;
@@ -199,7 +191,7 @@ TqString QueryPath(std::string_view path) {
 
 struct MountTable {
   TqHashTable paths{100};
-  std::int32_t longest = 0;  ///< length of the longest path in it: spares most entries of a scan the hashing
+  std::size_t longest = 0;  ///< length of the longest path in it: spares most of a scan the look-ups
 };
 
 std::unique_ptr<MountTable>& TheMountTable() {
@@ -217,7 +209,7 @@ std::unique_ptr<MountTable> BuildMountTable() {
   for (const platform::MountTableRow& row : rows) {
     Log("Found mounted path: '", row.mountPoint, "' from: '", row.source, "' of type: '", row.type, "'.");
     table->paths.Insert(row.mountPoint.c_str(), 1);
-    table->longest = std::max(table->longest, static_cast<std::int32_t>(row.mountPoint.size()));
+    table->longest = std::max(table->longest, row.mountPoint.size());
   }
   return table;
 }
@@ -239,7 +231,7 @@ void TqFileInfo::Reset() {
 }
 
 TqFileInfoList::~TqFileInfoList() {
-  for (std::int32_t i = 0; i < built_; ++i) delete slots_[i];
+  while (newest_ != nullptr) delete std::exchange(newest_, newest_->older);
   std::free(slots_);
 }
 
@@ -264,17 +256,19 @@ bool TqFileInfoList::Grow(std::int64_t need) {
   return true;
 }
 
-TqFileInfo* TqFileInfoList::Add() {
-  if (!Grow(std::int64_t{count_} + 1)) return nullptr;
-  if (count_ == built_) {
-    TqFileInfo* fresh = new (std::nothrow) TqFileInfo;
-    if (fresh == nullptr) {
+bool TqFileInfoList::BuildNext() {
+  if (!Grow(std::int64_t{count_} + 1)) return false;
+  const std::int32_t place = built_ % Block::kRecords;
+  if (place == 0) {
+    auto* const block = new (std::nothrow) Block{newest_, {}};
+    if (block == nullptr) {
       count_ = 0;
-      return nullptr;
+      return false;
     }
-    slots_[built_++] = fresh;
+    newest_ = block;
   }
-  return slots_[count_++];
+  slots_[built_++] = &newest_->records[place];
+  return true;
 }
 
 void TqFileInfoList::RemoveAt(std::int32_t index) {
@@ -290,9 +284,11 @@ bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, bool* cu
   if (cutShort != nullptr) *cutShort = false;
   if (dir == nullptr || list == nullptr) return false;
   list->Clear();
-  const TqString dirName(WithoutTrailingSeparator(*dir));
+  const std::string_view dirName = WithoutTrailingSeparator(*dir);
+  std::optional<TqString> cutPath;  // a copy, needed only where a separator was cut off
+  const char* path = dirName.size() == dir->View().size() ? dir->c_str() : cutPath.emplace(dirName).c_str();
   ListFiller filler(dirName, *list);
-  const platform::ListResult result = platform::TheFiles().ListDirectory(dirName.c_str(), filler);
+  const platform::ListResult result = platform::TheFiles().ListDirectory(path, filler);
   if (result.openErrno != 0) {
     Log("WARNING: GetListOfFilesInfosInDir - opendir failed for dirName=\"", dirName, "\", errno ", result.openErrno,
         " (", std::strerror(result.openErrno), ")");
@@ -356,10 +352,11 @@ std::int64_t FileSize(std::string_view path) {
 void RemoveMountedFoldersFromList(TqFileInfoList& list) {
   std::unique_ptr<MountTable>& table = TheMountTable();
   if (!table) table = BuildMountTable();
+  if (list.NameAt() >= table->longest) return;
   std::int32_t index = 0;
   while (index < list.Count()) {
     const TqString& path = list.Get(index)->path;
-    if (path.Length() <= table->longest && table->paths.Contains(path.c_str())) {
+    if (path.View().size() <= table->longest && table->paths.Contains(path.c_str())) {
       Log("WARNING: skipping mounted folder: ", path);
       list.RemoveAt(index);
     } else {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -9,6 +10,9 @@
 /// linkCount 1.
 class TqFileInfo {
  public:
+  /// Room that a record's path has at least, so that records are seldom too small when they are used again.
+  static constexpr std::int64_t kUsualPathBytes = 116;
+
   virtual ~TqFileInfo() = default;
 
   std::int64_t dataSize = 0;      ///< logical bytes of the data fork; 0 for directories
@@ -16,8 +20,8 @@ class TqFileInfo {
   std::int64_t modTimeMs = 0;     ///< whole seconds since 1970 GMT x 1000
   std::int64_t createTimeMs = 0;  ///< same unit; the modification time when the file system reports none
   bool isDir = false;
-  bool isSpecial = false;       ///< symbolic link, block or character device, socket, FIFO
-  TqString path;                ///< full path
+  bool isSpecial = false;                               ///< symbolic link, block or character device, socket, FIFO
+  TqString path = TqString::WithRoom(kUsualPathBytes);  ///< full path
   bool isPackage = false;       ///< directories: bundle flag, or a name that ends in a package suffix
   bool isAlias = false;         ///< regular files: the Finder alias flag
   bool backupExcluded = false;  ///< set only by GetInfoAboutFileOrDir on its fallback path (kept on purpose)
@@ -29,8 +33,8 @@ class TqFileInfo {
 };
 
 /// The entries of one directory. Slots are recycled: adding an entry hands out the record in slot [count] as it was
-/// left. The capacity grows in stated steps, but records are built when their slot is first used, so unused slots cost
-/// nothing.
+/// left. The capacity grows in stated steps, but records are built, a few at a time, when their slots are first used,
+/// so unused slots cost nothing.
 class TqFileInfoList {
  public:
   TqFileInfoList() = default;
@@ -44,10 +48,13 @@ class TqFileInfoList {
   TqFileInfo* Get(std::int32_t index) const { return index >= 0 && index < count_ ? slots_[index] : nullptr; }
   /// Count 0; the records stay for reuse.
   void Clear() { count_ = 0; }
+  /// Where the names begin in the paths: the length of the listed directory with its "/", 0 before a first listing.
+  std::size_t NameAt() const { return nameAt_; }
+  void SetNameAt(std::size_t nameAt) { nameAt_ = nameAt; }
   /// Makes room for `need` entries. On failure the count becomes 0 and the answer is false.
   bool Grow(std::int64_t need);
   /// Takes the next record, not reset; null (count 0) when memory runs out.
-  TqFileInfo* Add();
+  TqFileInfo* Add() { return count_ < built_ || BuildNext() ? slots_[count_++] : nullptr; }
   /// Takes the record at `index` out, shifts the following ones down; its slot is refilled with a fresh record when
   /// used again.
   void RemoveAt(std::int32_t index);
@@ -56,16 +63,28 @@ class TqFileInfoList {
   static std::int64_t GrowthFor(std::int64_t need, std::int32_t capacity);
 
  private:
+  /// Records that are built together: one allocation for all of them.
+  struct Block {
+    static constexpr std::int32_t kRecords = 10;
+    Block* older;
+    TqFileInfo records[kRecords];
+  };
+  /// Gives slot [count] its first record; false (count 0) without memory.
+  bool BuildNext();
+
   std::int32_t count_ = 0;
   std::int32_t capacity_ = 0;
   std::int32_t built_ = 0;  ///< slots below it hold a record, those above are untouched memory
   TqFileInfo** slots_ = nullptr;
+  Block* newest_ = nullptr;
+  std::size_t nameAt_ = 0;
 };
 
 namespace TqFile {
 
 /// Fills `list` with one record per entry of `dir`, in the system's order, with one attribute query per entry. False
-/// when an argument is null, the directory cannot be opened or memory runs out; an empty directory is true. `cutShort`
+/// when an argument is null, the directory cannot be opened or memory runs out; an empty directory is true. `dir` is
+/// none of the list's own paths. `cutShort`
 /// (may be null) tells that reading stopped midway: the entries before it are kept and the answer is true.
 bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, bool* cutShort = nullptr);
 

@@ -1,6 +1,7 @@
 #include "base/string.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdlib>
 #include <functional>
@@ -35,18 +36,13 @@ constexpr bool IsTrimmed(char c) {
   return (c >= 9 && c <= 13) || c == ' ';
 }
 
-/// Lower-cases eight bytes at once. The upper bit of each takes the comparisons' results; moved to bit 5 it is the
-/// difference between the cases.
-void LowerEight(char* at) {
-  constexpr std::uint64_t kOnes = 0x0101'0101'0101'0101;
-  constexpr std::uint64_t kUpperBits = 0x80 * kOnes;
-  std::uint64_t bytes = 0;
-  std::memcpy(&bytes, at, sizeof bytes);
-  const std::uint64_t low = bytes & ~kUpperBits;
-  const std::uint64_t fromA = low + (0x80 - 'A') * kOnes;
-  const std::uint64_t aboveZ = low + (0x80 - 'Z' - 1) * kOnes;
-  bytes |= (fromA & ~aboveZ & ~bytes & kUpperBits) >> 2;
-  std::memcpy(at, &bytes, sizeof bytes);
+/// Lower-cases a block of fixed size: compilers turn that into a few instructions.
+constexpr std::int32_t kBlockBytes = 16;
+void LowerBlock(char* at) {
+  std::array<unsigned char, kBlockBytes> bytes;
+  std::memcpy(bytes.data(), at, bytes.size());
+  for (unsigned char& byte : bytes) byte |= static_cast<unsigned char>(byte >= 'A' && byte <= 'Z' ? 'a' - 'A' : 0);
+  std::memcpy(at, bytes.data(), bytes.size());
 }
 
 std::int32_t IndexOrNone(std::size_t index) {
@@ -107,6 +103,12 @@ TqString& TqString::operator=(const char* text) {
 TqString& TqString::operator=(std::string_view text) {
   Assign(text);
   return *this;
+}
+
+TqString TqString::WithRoom(std::int64_t need) {
+  TqString text{Unallocated()};
+  text.Reserve(need);
+  return text;
 }
 
 TqString::~TqString() {
@@ -225,10 +227,6 @@ void TqString::Erase(std::int32_t start, std::int32_t count) {
   SetLength(length_ - removed);
 }
 
-void TqString::Truncate(std::int32_t length) {
-  if (length >= 0 && length < length_) SetLength(length);
-}
-
 bool TqString::ReplaceAll(std::string_view from, std::string_view to) {
   if (from.empty() || View().find(from) == std::string_view::npos) return true;
   if (Holds(from) || Holds(to)) return ReplaceAll(TqString(from).View(), TqString(to).View());
@@ -259,12 +257,11 @@ bool TqString::ReplaceAll(std::string_view from, std::string_view to) {
 
 void TqString::LowerCase(std::int32_t start) {
   if (start < 0 || start >= length_) return;
-  if (length_ - start < 8) {
-    for (std::int32_t at = start; at < length_; ++at) buffer_[at] = LowerChar(buffer_[at]);
-    return;
-  }
-  for (std::int32_t at = start; at < length_ - 8; at += 8) LowerEight(buffer_ + at);
-  LowerEight(buffer_ + length_ - 8);  // some of it a second time, which changes nothing
+  char* at = buffer_ + start;
+  char* const end = buffer_ + length_;
+  // The last block may reach into what lies behind the text: its NUL stays one, and the rest means nothing.
+  for (const char* room = buffer_ + capacity_; at < end && room - at >= kBlockBytes; at += kBlockBytes) LowerBlock(at);
+  for (; at < end; ++at) *at = LowerChar(*at);
 }
 
 void TqString::Trim() {
@@ -313,13 +310,12 @@ bool TqString::EqualsIgnoreCase(std::string_view text) const {
 }
 
 bool TqString::ContainsTwoConsecutiveSeparators() const {
-  if (length_ < 3) return false;
-  // Backslashes are rare, and the library looks for "//" many bytes at a time.
-  if (View().find('\\') == std::string_view::npos) return View().find("//", 1) != std::string_view::npos;
+  // To the end in any case and without branches: compilers turn that into steps of many bytes.
+  unsigned char found = 0;
   for (std::int32_t i = 2; i < length_; ++i) {
-    if (IsSeparator(buffer_[i]) && IsSeparator(buffer_[i - 1])) return true;
+    found |= static_cast<unsigned char>(int{IsSeparator(buffer_[i])} & int{IsSeparator(buffer_[i - 1])});
   }
-  return false;
+  return found != 0;
 }
 
 std::string_view TqString::Slice(std::int32_t start, std::int32_t count) const {

@@ -28,6 +28,9 @@ class TqString {
   TqString& operator=(std::string_view text);
   virtual ~TqString();
 
+  /// An empty text with room for `need` content bytes, had with one allocation; without memory it has no room.
+  static TqString WithRoom(std::int64_t need);
+
   std::int32_t Length() const { return length_; }
   bool IsEmpty() const { return length_ == 0; }
   std::int32_t Capacity() const { return capacity_; }
@@ -52,6 +55,15 @@ class TqString {
     SetLength(need);
     return true;
   }
+  /// One text behind the other; neither may lie in this one.
+  bool AssignBoth(std::string_view first, std::string_view second) {
+    const auto need = static_cast<std::int64_t>(first.size() + second.size());
+    if (need >= capacity_ && !EnsureForAppend(need)) return false;
+    first.copy(buffer_, first.size());
+    second.copy(buffer_ + first.size(), second.size());
+    SetLength(need);
+    return true;
+  }
   bool Append(std::string_view text) {
     const std::int64_t need = length_ + static_cast<std::int64_t>(text.size());
     if (text.empty()) return true;
@@ -60,6 +72,13 @@ class TqString {
     SetLength(need);
     return true;
   }
+  /// Where the next bytes go, with room for `need` of them: they are put there by hand and count after EndAt. Null when
+  /// the room cannot be had.
+  char* RoomBehind(std::int64_t need) {
+    return length_ + need < capacity_ || EnsureForAppend(length_ + need) ? buffer_ + length_ : nullptr;
+  }
+  /// The text ends at `end`, a place behind its old end that RoomBehind gave room for.
+  void EndAt(const char* end) { SetLength(end - buffer_); }
   bool AppendChar(char c) { return Append(std::string_view(&c, 1)); }
   /// "%d"
   bool AppendInt32(std::int32_t number);
@@ -72,7 +91,9 @@ class TqString {
   /// Removes `count` bytes from `start`; the count is cut to what exists, a `start` out of range does nothing.
   void Erase(std::int32_t start, std::int32_t count);
   /// Cuts the text to `length` bytes; a longer length does nothing.
-  void Truncate(std::int32_t length);
+  void Truncate(std::int32_t length) {
+    if (length >= 0 && length < length_) SetLength(length);
+  }
   /// Replaces every occurrence, left to right, never rescanning the replacement. An empty `from` changes nothing.
   bool ReplaceAll(std::string_view from, std::string_view to);
   /// From `start` on; out of range does nothing.
@@ -114,6 +135,8 @@ class TqString {
   static std::int64_t GrowthForAppend(std::int64_t need, std::int32_t capacity);
 
  private:
+  struct Unallocated {};
+  explicit TqString(Unallocated) {}
   bool AppendGrowing(std::string_view text);
   bool AssignGrowing(std::string_view text);
   bool ReserveGrowing(std::int64_t need);

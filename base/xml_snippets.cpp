@@ -27,6 +27,13 @@ const Entity* EntityAtStart(std::string_view text) {
   return found != std::end(kUnescapedOnly) ? found : nullptr;
 }
 
+// As rfind, which compares at every place of the text while find hurries from one possible beginning to the next.
+std::size_t FindLast(std::string_view text, std::string_view needle) {
+  std::size_t last = kNone;
+  for (std::size_t at = text.find(needle); at != kNone; at = text.find(needle, at + 1)) last = at;
+  return last;
+}
+
 // One pass over a text for the elements of one tag with one form of opener.
 class SnippetPass {
  public:
@@ -35,8 +42,8 @@ class SnippetPass {
         opener_(Joined('<', tag, openerEnd)),
         endTag_(Joined("</", tag, '>')),
         hasAttributes_(openerEnd == ' '),
-        lastEndTag_(text.rfind(endTag_.View())),
-        lastSelfCloser_(text.rfind(kSelfCloser)) {}
+        lastEndTag_(FindLast(text, endTag_)),
+        lastSelfCloser_(FindLast(text, kSelfCloser)) {}
 
   // False when memory ran out.
   bool CollectInto(TqStringVector& snippets) const {
@@ -175,8 +182,9 @@ bool StripXmlComments(TqString& text, TqString& unclosedRest) {
   TqString kept;
   kept.Reserve(text.Length());
   for (std::string_view rest = text; !rest.empty();) {
-    kept.AppendChar(rest.front());
-    rest.remove_prefix(1);
+    const std::size_t piece = std::min(rest.find(kOpener.back()), rest.size() - 1) + 1;
+    kept.Append(rest.substr(0, piece));
+    rest.remove_prefix(piece);
     // Looked for in what was kept, because a deletion may bring the two halves of another opener together.
     if (!kept.EndsWith(kOpener)) continue;
     // The opener's last "-" may already belong to the closer: "<!--->" is a whole comment.

@@ -42,7 +42,7 @@ const TqCategory& CategoryAt(int index) {
 TqCategoryTables::TqCategoryTables() : categories_(kTableBuckets) {}
 
 void TqCategoryTables::Add(int category, const TqString& extension) {
-  lastExtension_.Clear();
+  lastEnding_ = kNoExtension;
   lastCategory_ = kOtherCategory;
   std::uint64_t known = kOtherCategory;
   categories_.Lookup(extension.c_str(), known);
@@ -52,13 +52,14 @@ void TqCategoryTables::Add(int category, const TqString& extension) {
 }
 
 int TqCategoryTables::CategoryOf(std::string_view path) const {
+  if (path.ends_with(lastEnding_.View())) return lastCategory_;
   const std::string_view extension = ExtensionOf(path);
-  if (extension == lastExtension_.View()) return lastCategory_;
+  if (extension.empty()) return kOtherCategory;
   std::uint64_t category = kOtherCategory;
   lowerCased_ = extension;
   lowerCased_.LowerCase();
-  if (!extension.empty()) categories_.Lookup(lowerCased_.c_str(), category);
-  lastExtension_ = extension;
+  categories_.Lookup(lowerCased_.c_str(), category);
+  lastEnding_ = path.substr(path.size() - extension.size() - 1);
   lastCategory_ = static_cast<int>(category);
   return lastCategory_;
 }

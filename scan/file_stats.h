@@ -38,9 +38,11 @@ class TqCategoryTables {
   int CategoryOf(std::string_view path) const;
 
  private:
+  static constexpr std::string_view kNoExtension = "/";  ///< an ending of paths without one
+
   TqHashTable categories_;  ///< the ten tables in one: a file costs one look-up
-  // The last file's extension as it was given, and its category: most files of a directory are of one kind.
-  mutable TqString lastExtension_;
+  // The last extension as it was given, with its period, and its category: most files of a directory are of one kind.
+  mutable TqString lastEnding_{kNoExtension};
   mutable TqString lowerCased_;  ///< scratch, so that a file costs no allocation
   mutable int lastCategory_ = kOtherCategory;
 };

@@ -24,6 +24,7 @@
 //     list_output                 the buffer in front of a list, and what is held against it
 //     top_dirs                    the plan: which directories, in which order
 //     file_stats                  totals per kind of file
+//     skipped_dirs                directories that no walk enters
 //     walker                      one directory tree into a list
 //     list_swap, list_upkeep      lists into place, stubs, cleaning up
 //     top_dir_step                one turn of the main loop

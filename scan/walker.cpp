@@ -1,13 +1,14 @@
 #include "scan/walker.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
-#include <iterator>
 #include <optional>
 #include <utility>
 
 #include "base/clock.h"
 #include "base/log.h"
+#include "scan/skipped_dirs.h"
 
 // --- listings used again ---
 
@@ -40,30 +41,55 @@ struct PathMarks {
   bool slashPeriod = false;  ///< "/" directly followed by "."
 };
 
+/// Whether there may be a control character or a backslash from `from` on, or shortly before; nearly no path has one.
+bool NeedsCloserLook(std::string_view path, std::size_t from) {
+  // In blocks of fixed size, because compilers turn such a block into a few instructions.
+  std::array<unsigned char, 16> seen{};
+  if (path.size() < seen.size()) return true;
+  for (std::size_t at = from; at < path.size(); at += seen.size()) {
+    const char* block = path.data() + std::min(at, path.size() - seen.size());
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+      const auto byte = static_cast<unsigned char>(block[i]);
+      seen[i] |= static_cast<unsigned char>(byte < ' ' || byte == '\\');
+    }
+  }
+  return seen != decltype(seen){};
+}
+
 bool HoldsByte(std::string_view text, char byte) {
   return text.find(byte) != std::string_view::npos;
 }
 
-PathMarks MarksOfBytes(std::string_view text) {
-  PathMarks marks;
-  marks.lineBreak = HoldsByte(text, '\r') || HoldsByte(text, '\n');
-  marks.backslash = HoldsByte(text, '\\');
-  return marks;
+void LookCloser(std::string_view text, PathMarks& marks) {
+  marks.lineBreak |= HoldsByte(text, '\r') || HoldsByte(text, '\n');
+  marks.backslash |= HoldsByte(text, '\\');
+}
+
+/// Adds the marks of single bytes from `from` on.
+void AddByteMarks(std::string_view path, std::size_t from, PathMarks& marks) {
+  if (NeedsCloserLook(path, from)) LookCloser(path.substr(from), marks);
+}
+
+bool HoldsSlashPeriod(std::string_view text) {
+  // Periods are looked for, because they are rarer in paths than slashes.
+  std::size_t at = text.find('.');
+  while (at != std::string_view::npos && !text.substr(0, at).ends_with('/')) at = text.find('.', at + 1);
+  return at != std::string_view::npos;
 }
 
 /// `dir` is a path that ends in "/" or the first part of one.
 PathMarks MarksOfDir(std::string_view dir) {
-  PathMarks marks = MarksOfBytes(dir);
-  marks.slashPeriod = dir.find("/.") != std::string_view::npos;
+  PathMarks marks;
+  marks.slashPeriod = HoldsSlashPeriod(dir);
+  AddByteMarks(dir, 0, marks);
   return marks;
 }
 
-/// The marks of a path by those of its directory.
-PathMarks MarksOfPath(const PathMarks& dir, std::string_view name) {
-  PathMarks marks = MarksOfBytes(name);
-  marks.lineBreak |= dir.lineBreak;
-  marks.backslash |= dir.backslash;
-  marks.slashPeriod = dir.slashPeriod || name.starts_with('.');
+/// The marks of a path by those of its directory, which ends at `nameAt`.
+PathMarks MarksOfPath(const PathMarks& dir, std::string_view path, std::size_t nameAt) {
+  PathMarks marks = dir;
+  marks.slashPeriod |= path.substr(nameAt).starts_with('.');
+  AddByteMarks(path, nameAt, marks);
   return marks;
 }
 
@@ -187,7 +213,8 @@ void AppendBlockHeader(TqWalk& walk, const TqString& dir, const TqFileInfoList& 
   for (std::int32_t i = 0; i < listing.Count(); ++i) numFiles += listing.Get(i)->isDir ? 0 : 1;
 
   // A directory's name must not be able to forge a line, nor may the list hold a backslash.
-  const PathMarks marks = MarksOfBytes(dir);
+  PathMarks marks;
+  AddByteMarks(dir, 0, marks);
   const bool appended = marks.lineBreak || marks.backslash
                             ? AppendHeader(walk.output.Buffer(), ShownInHeader(dir), numFiles)
                             : AppendHeader(walk.output.Buffer(), dir, numFiles);
@@ -214,25 +241,39 @@ bool IsPeriodAnomaly(const TqString& path) {
   return false;
 }
 
+/// The two hexadecimal digits of each byte.
+constexpr auto kHexPairs = [] {
+  std::array<std::array<char, 2>, 256> pairs{};
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  for (std::size_t byte = 0; byte < pairs.size(); ++byte) pairs[byte] = {kDigits[byte / 16], kDigits[byte % 16]};
+  return pairs;
+}();
+
 /// Writes 16 lower-case hexadecimal digits; the result is the place behind them.
 char* PutHex16(char* at, std::uint64_t number) {
-  for (int shift = 60; shift >= 0; shift -= 4) *at++ = "0123456789abcdef"[number >> shift & 0xF];
+  for (int shift = 56; shift >= 0; shift -= 8) at = std::ranges::copy(kHexPairs[number >> shift & 0xFF], at).out;
   return at;
 }
 
 void AppendFileLine(TqWalk& walk, const TqFileInfo& file) {
-  // The fields in front of the path are put together first: three appends a line instead of seven.
-  char fields[64];
-  char* at = fields;
+  // Room is made once for the whole line. In front of the path stand the kind, 16 digits, a size and three tabs.
+  constexpr std::int32_t kLongestSize = 20;
+  constexpr std::int32_t kMostBesidePath = 1 + 16 + kLongestSize + 3 + 1;
+  TqString& buffer = walk.output.Buffer();
+  char* at = buffer.RoomBehind(kMostBesidePath + file.path.Length());
+  if (at == nullptr) {
+    walk.output.NoteBroken(walk.listFilePath);
+    return;
+  }
   *at++ = file.isSpecial ? 's' : 'f';
   *at++ = '\t';
   at = PutHex16(at, static_cast<std::uint64_t>(file.modTimeMs));
   *at++ = '\t';
-  at = std::to_chars(at, std::end(fields) - 1, file.TotalSize()).ptr;
+  at = std::to_chars(at, at + kLongestSize, file.TotalSize()).ptr;
   *at++ = '\t';
-  TqString& buffer = walk.output.Buffer();
-  const bool appended = buffer.Append({fields, at}) && buffer.Append(file.path) && buffer.AppendChar('\n');
-  if (!appended) walk.output.NoteBroken(walk.listFilePath);
+  at += file.path.View().copy(at, std::string_view::npos);
+  *at++ = '\n';
+  buffer.EndAt(at);
   walk.output.FlushIfUnbuffered(walk.listFilePath);
 }
 
@@ -252,23 +293,26 @@ struct FilePassRules {
 void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
   if (listing.Count() == 0) return;
   // All paths of a listing have the same directory part, so it is looked over once.
-  const TqString& firstPath = listing.Get(0)->path;
-  const auto nameAt = static_cast<std::size_t>(firstPath.FindLastChar('/') + 1);
-  const PathMarks dirMarks = MarksOfDir(firstPath.View().substr(0, nameAt));
+  const std::size_t nameAt = listing.NameAt();
+  const PathMarks dirMarks = MarksOfDir(listing.Get(0)->path.View().substr(0, nameAt));
 
   for (std::int32_t i = 0; i < listing.Count(); ++i) {
     TqFileInfo& file = *listing.Get(i);
     if (file.isDir) continue;
 
     // a. A line break in a path would forge lines: such a file is left out.
-    const PathMarks marks = MarksOfPath(dirMarks, file.path.View().substr(nameAt));
+    const PathMarks marks = MarksOfPath(dirMarks, file.path, nameAt);
     if (marks.lineBreak) {
       LogLineBreakInName(file.path);
       continue;
     }
 
     // b. The list never holds a backslash; from here on the path is the one that stands in the list.
-    if (marks.backslash) file.path.ReplaceAll("\\", kBackslashStandIn);
+    std::size_t listedNameAt = nameAt;
+    if (marks.backslash) {
+      file.path.ReplaceAll("\\", kBackslashStandIn);
+      listedNameAt = file.path.View().rfind('/') + 1;
+    }
 
     // c. Stray files.
     if (rules.skipsPeriodAnomalies && marks.slashPeriod && IsPeriodAnomaly(file.path)) continue;
@@ -277,8 +321,8 @@ void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
     AppendFileLine(walk, file);
 
     // e. The rules' answer.
-    bool wanted = TqInfoManager::UserWantsThisFileBackedUpEx(file.path, file.TotalSize(), walk.run.maxFileSizeBytes,
-                                                             walk.rules, walk.ruleCount);
+    bool wanted = TqInfoManager::UserWantsThisFileBackedUpEx(file.path, listedNameAt, file.TotalSize(),
+                                                             walk.run.maxFileSizeBytes, walk.rules, walk.ruleCount);
     if (rules.heedsBackupExcludes && file.backupExcluded) wanted = false;
 
     // f. The large-file list.
@@ -287,40 +331,6 @@ void AddFiles(TqWalk& walk, TqFileInfoList& listing, FilePassRules rules) {
     // g. The totals.
     if (wanted) AddFileToCategoryTotals(walk.tables, walk.totals, file.path, file.dataSize, file.rsrcSize);
   }
-}
-
-// --- which directories are entered ---
-
-struct DirSkipRule {
-  std::string_view message;
-  bool (*applies)(const TqString& path);
-};
-
-/// In the order of testing; the first that applies keeps the directory out.
-constexpr DirSkipRule kDirSkipRules[] = {
-    {"WARNING: skipping dirname with illegal double-dir sep: ",
-     [](const TqString& path) { return path.ContainsTwoConsecutiveSeparators(); }},
-    {"WARNING: skipping dirname with illegal trailing sep: ",
-     [](const TqString& path) { return path.EndsWith("/") || path.EndsWith("\\"); }},
-    {"WARNING: skipping dirname with TimeMachine in it: ",
-     [](const TqString& path) { return path.Contains("Backups.backupdb"); }},
-    {"WARNING: skipping dirname with WesternDigitalBackup in it: ",
-     [](const TqString& path) {
-       return path.Contains(".swstor") &&
-              (path.ContainsIgnoreCase("wd smartware.swstor") || path.ContainsIgnoreCase("wdsmartware.swstor") ||
-               path.ContainsIgnoreCase("wdbackup.swstor"));
-     }},
-    {"WARNING: skipping dirname with Mobile TimeMachine in it: ",
-     [](const TqString& path) { return path.Contains(".MobileBackups"); }},
-};
-
-bool IsSkippedDir(const TqString& path) {
-  for (const DirSkipRule& rule : kDirSkipRules) {
-    if (!rule.applies(path)) continue;
-    Log(rule.message, path);
-    return true;
-  }
-  return false;
 }
 
 }  // namespace

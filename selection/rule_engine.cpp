@@ -54,18 +54,14 @@ void EnterDirectory(std::string_view directory) {
 }
 
 /// The views of the result hold until the next call.
-TqJudgedPath Judged(std::string_view fullPath) {
-  const std::string_view known = last.directory;
-  const bool isSameDirectory =
-      fullPath.starts_with(known) && fullPath.find('/', known.size()) == std::string_view::npos;
-  if (!isSameDirectory) EnterDirectory(fullPath.substr(0, fullPath.rfind('/') + 1));
-  const std::int32_t nameAt = last.directory.Length();
-  last.text.Truncate(nameAt);
-  last.text.Append(fullPath.substr(static_cast<std::size_t>(nameAt)));
-  last.text.LowerCase(nameAt);
-  TqJudgedPath judged = JudgedText();
-  judged.extension = ExtensionOf(judged.text);
-  return judged;
+TqJudgedPath Judged(std::string_view fullPath, std::size_t nameAt) {
+  const std::string_view directory = fullPath.substr(0, nameAt);
+  if (last.directory != directory) EnterDirectory(directory);
+  const std::int32_t directoryLength = last.directory.Length();
+  last.text.Truncate(directoryLength);
+  last.text.Append(fullPath.substr(nameAt));
+  last.text.LowerCase(directoryLength);
+  return JudgedText();
 }
 
 void BuildMatcher(TqExcludeFilenameRule* rules, std::int32_t count) {
@@ -137,10 +133,15 @@ int SortByHitCountAttribute(const void* a, const void* b) {
 
 bool UserWantsThisFileBackedUpEx(const TqString& fullPath, std::int64_t fileSize, std::int64_t sizeLimit,
                                  TqExcludeFilenameRule* rules, std::int32_t count) {
+  return UserWantsThisFileBackedUpEx(fullPath, fullPath.View().rfind('/') + 1, fileSize, sizeLimit, rules, count);
+}
+
+bool UserWantsThisFileBackedUpEx(const TqString& fullPath, std::size_t nameAt, std::int64_t fileSize,
+                                 std::int64_t sizeLimit, TqExcludeFilenameRule* rules, std::int32_t count) {
   if (fileSize > sizeLimit) return false;
   if (count < 1) return true;
   if (!last.matcher.IsBuiltFrom(rules, count)) BuildMatcher(rules, count);
-  const TqJudgedPath judged = Judged(fullPath);
+  const TqJudgedPath judged = Judged(fullPath, nameAt);
   if (judged.onlyCatchAll) {
     Log("ERROR: TqInfoManager::UserWantsThisFileBackedUpEx - unknown external volume situation for fileName=",
         fullPath);

@@ -3,6 +3,7 @@
 // Decides per file whether the user wants it backed up. The first matching rule in index order excludes the file and
 // takes the one hit. One thread, no lock; UserWantsThisFileBackedUpEx is not reentrant.
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -25,6 +26,9 @@ bool ParseExcludeFileNameRules(const TqString* xml, TqExcludeFilenameRule* rules
 /// process-wide scratch text, but for the first decision by an index, which prepares it for quick ones.
 bool UserWantsThisFileBackedUpEx(const TqString& fullPath, std::int64_t fileSize, std::int64_t sizeLimit,
                                  TqExcludeFilenameRule* rules, std::int32_t count);
+/// The same for a caller who knows where the path's last component begins.
+bool UserWantsThisFileBackedUpEx(const TqString& fullPath, std::size_t nameAt, std::int64_t fileSize,
+                                 std::int64_t sizeLimit, TqExcludeFilenameRule* rules, std::int32_t count);
 
 /// Whether settings (as last read), mandatory or editable rules (on disk) exclude the whole directory.
 bool DirIsExcludedFromBackupInTqInfo(const TqString& directory);

@@ -7,7 +7,8 @@
 namespace TqInfoManager {
 namespace {
 
-constexpr std::size_t kLongestPrefix = 5000;  // a longer one never matches
+constexpr std::size_t kLongestPrefix = 5000;    // a longer one never matches
+constexpr std::string_view kNoExtension = "/";  // an ending of paths without one
 
 // --- one rule, exactly ---
 
@@ -22,7 +23,7 @@ bool HoldsNone(const TqJudgedPath& path, const TqStringVector* texts) {
 
 /// All criteria but the prefix.
 bool RuleMatches(const TqExcludeFilenameRule& rule, const TqJudgedPath& path) {
-  return (rule.hasFileExtension == nullptr || path.extension == rule.hasFileExtension) &&
+  return (rule.hasFileExtension == nullptr || ExtensionOf(path.text) == rule.hasFileExtension) &&
          (rule.endsWith == nullptr || path.text.ends_with(rule.endsWith)) && Holds(path, rule.contains_1) &&
          Holds(path, rule.contains_2) && HoldsNone(path, rule.doesNotContain);
 }
@@ -73,8 +74,8 @@ void TqRuleMatcher::Build(TqExcludeFilenameRule* rules, std::int32_t count) {
   FileRules();
   CollectPrefixes();
   constexpr std::int64_t kLongestName = 255;
-  lastExtension_.Clear();
-  lastExtension_.Reserve(kLongestName);
+  lastEnding_ = kNoExtension;
+  lastEnding_.Reserve(kLongestName);
   lastExtensionKey_ = kAlways;
   EnterDirectory({});
 }
@@ -186,11 +187,13 @@ void TqRuleMatcher::EnterDirectory(const TqJudgedPath& directory) {
   });
 }
 
-std::uint32_t TqRuleMatcher::ExtensionKey(std::string_view extension) {
-  if (extension == lastExtension_.View()) return lastExtensionKey_;
+std::uint32_t TqRuleMatcher::ExtensionKey(std::string_view path) {
+  if (path.ends_with(lastEnding_.View())) return lastExtensionKey_;
+  const std::string_view extension = ExtensionOf(path);
+  if (extension.empty()) return kAlways;
   std::uint64_t key = kAlways;
   extensions_->Lookup(extension.data(), key);
-  lastExtension_ = extension;
+  lastEnding_ = path.substr(path.size() - extension.size() - 1);
   lastExtensionKey_ = static_cast<std::uint32_t>(key);
   return lastExtensionKey_;
 }
@@ -228,11 +231,11 @@ void TqRuleMatcher::TryTexts(const std::uint32_t* endMatched, const TqJudgedPath
 
 TqExcludeFilenameRule* TqRuleMatcher::FirstMatch(const TqJudgedPath& path) {
   std::uint32_t* end = directory_.endMatched;
-  if (!path.onlyCatchAll) {
+  if (!path.onlyCatchAll && !directory_.place.isEnd) {
     TqPrefixTree::Place place = directory_.place;
     end += prefixes_.Collect(path.text, place, end);
   }
-  const std::uint32_t extensionKey = path.extension.empty() ? kAlways : ExtensionKey(path.extension);
+  const std::uint32_t extensionKey = ExtensionKey(path.text);
   const FiledRule* best = nullptr;
   std::uint32_t firstTextPlace = kNowhere;
   for (const std::uint32_t* number = matched_.data(); number != end; ++number) {

@@ -22,9 +22,8 @@ namespace TqInfoManager {
 
 /// A path as the rules judge it: lower-case, without an external volume's name.
 struct TqJudgedPath {
-  std::string_view text;       ///< a NUL byte stands behind it and none within
-  std::string_view extension;  ///< the end of `text`; empty: none
-  bool onlyCatchAll = false;   ///< no group with a prefix applies
+  std::string_view text;      ///< a NUL byte stands behind it and none within
+  bool onlyCatchAll = false;  ///< no group with a prefix applies
 };
 
 class TqRuleMatcher {
@@ -77,7 +76,7 @@ class TqRuleMatcher {
   void ChooseKeys();
   void FileRules();
   void CollectPrefixes();
-  std::uint32_t ExtensionKey(std::string_view extension);
+  std::uint32_t ExtensionKey(std::string_view path);
   void TryText(const TqTextFinder::Sighting& sighting, const std::uint32_t* endMatched, const TqJudgedPath& path,
                const FiledRule*& best) const;
   void TryTexts(const std::uint32_t* endMatched, const TqJudgedPath& path, const FiledRule*& best) const;
@@ -100,7 +99,7 @@ class TqRuleMatcher {
 
   std::vector<std::uint32_t> matched_;  ///< groups that apply: the catch-all ones, the directory's, the file's
   Directory directory_;
-  TqString lastExtension_;  ///< of the last file, and its key: most files of a directory are of one kind
+  TqString lastEnding_;  ///< the last extension with its period, and its key: most files of a directory are of one kind
   std::uint32_t lastExtensionKey_ = kAlways;
 };
 

@@ -30,9 +30,8 @@ class TqTextFinder {
   void ForEachIn(std::string_view path, std::size_t seen, Found found) const {
     if (texts_.empty()) return;
     const std::size_t from = seen < kShortest ? 0 : seen - kShortest + 1;
-    for (std::size_t at = (from + step_ - 1) / step_ * step_; at + kShortest <= path.size(); at += step_) {
+    for (std::size_t at = (from + step_ - 1) / step_ * step_; GoToPossibleSite(path, at); at += step_) {
       const std::uint32_t bytes = BytesAt(path, at);
-      if (!MayBeSite(Hash(bytes))) continue;
       const std::uint32_t slot = Hash(bytes) >> slotShift_;
       for (std::uint32_t i = slots_[slot]; i < slots_[slot + 1]; ++i) {
         if (sites_[i].bytes != bytes || !MayStandAt(sites_[i], path, at)) continue;
@@ -62,6 +61,11 @@ class TqTextFinder {
   bool MayBeSite(std::uint32_t hash) const {
     const std::uint32_t bit = hash >> bitShift_;
     return (bits_[bit / 64] >> (bit % 64) & 1) != 0;
+  }
+  /// Steps on from `at` to a place where there may be a site; false at the end of the path.
+  bool GoToPossibleSite(std::string_view path, std::size_t& at) const {
+    while (at + kShortest <= path.size() && !MayBeSite(Hash(BytesAt(path, at)))) at += step_;
+    return at + kShortest <= path.size();
   }
   bool MayStandAt(const Site& site, std::string_view path, std::size_t at) const {
     if (site.offset > at) return false;

@@ -41,12 +41,12 @@ bool IsDotOrDotDot(const char* name) {
 
 /// Hands the records of one filled buffer to the visitor; false when it wants no more.
 bool VisitRecords(int directory, const char* buffer, std::size_t bytes, EntryVisitor& visitor) {
+  EntryAttributes attributes;
   for (std::size_t at = 0; at < bytes;) {
     const auto* record = reinterpret_cast<const dirent64*>(buffer + at);
     at += record->d_reclen;
     const char* name = record->d_name;
     if (IsDotOrDotDot(name)) continue;
-    EntryAttributes attributes;
     const int error = QueryRelative(directory, name, attributes);
     if (!visitor.OnEntry(std::string_view(name), error, attributes)) return false;
   }

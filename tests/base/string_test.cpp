@@ -35,6 +35,11 @@ TEST(StringTest, GrowthOfLargeTextsAndReserves) {
   const volatile std::size_t tooMuch = 3'000'000'000;  // volatile: the compiler would see the bytes that are not there
   EXPECT_FALSE(text.Append(std::string_view("never read", tooMuch)));
   EXPECT_TRUE(text == "kept" && text.Capacity() == 111);
+  TqString roomy = TqString::WithRoom(100);
+  EXPECT_TRUE(roomy.IsEmpty() && roomy.Capacity() == 111);
+  EXPECT_TRUE(roomy.AssignBoth("a", {}) && roomy.AssignBoth({}, "b") && roomy == "b" && roomy.Capacity() == 111);
+  EXPECT_TRUE(roomy.AssignBoth(std::string(60, 'x'), std::string(51, 'y')) && roomy.Length() == 111);
+  EXPECT_TRUE(roomy.Capacity() > 111 && roomy.CharAt(59) == 'x' && roomy.CharAt(60) == 'y');
 }
 
 TEST(StringTest, PiecesOfTheTextItselfAreSafeArguments) {
@@ -96,6 +101,24 @@ TEST(StringTest, Finding) {
   }
   for (const char* path : {"///", "/a//b", "/a/\\b", "/a\\\\", "a//"}) {
     EXPECT_TRUE(TqString(path).ContainsTwoConsecutiveSeparators()) << path;
+  }
+}
+
+TEST(StringTest, LowerCaseFoldsLettersAloneFromAnyPlaceOfTextsOfAnyLength) {
+  for (int length = 0; length <= 70; ++length) {  // across every capacity up to 75
+    std::string given;
+    for (int i = 0; i < length; ++i) given += static_cast<char>(i % 2 == 0 ? "@AMZ[`az\xC1"[i / 2 % 9] : 'B' + i / 3);
+    for (int start = 0; start <= length; ++start) {
+      std::string expected = given;
+      for (auto at = expected.begin() + start; at != expected.end(); ++at) {
+        if (*at >= 'A' && *at <= 'Z') *at = static_cast<char>(*at + 32);
+      }
+      TqString text;
+      for (const char c : given) text.AppendChar(c);
+      text.LowerCase(start);
+      EXPECT_EQ(text.View(), expected) << "from " << start;
+      EXPECT_EQ(text.c_str()[length], '\0');
+    }
   }
 }
 

@@ -101,6 +101,27 @@ TEST_F(WalkerTest, HostileNamesNeverForgeALine) {
   EXPECT_EQ(OneLevel("/h/ends_-backslash-_"), ends);
 }
 
+TEST_F(WalkerTest, LineBreaksAndBackslashesAreSeenAtEveryPlaceOfNamesOfAnyLength) {
+  for (const std::string dir : {"/n", "/a folder of/quite an/ordinary/length"}) {
+    std::string lines;
+    int files = 0;
+    for (const std::size_t length : {1, 2, 7, 13, 14, 15, 16, 17, 18, 31, 32, 33, 48}) {
+      for (std::size_t at = 0; at < length; ++at) {
+        std::string name(length, '[');  // next to the backslash, as 0x1F is to the blank
+        for (const char mark : {'\r', '\n', '\\', '\x1F', '\x7F', '\xDC'}) {
+          name[at] = mark;
+          fake.WriteFile(dir + "/" + name, "");
+          ++files;
+          if (mark == '\r' || mark == '\n') continue;
+          lines += Line("f", 0, dir + "/" + (mark == '\\' ? name.replace(at, 1, "_-backslash-_") : name));
+          name.assign(length, '[');
+        }
+      }
+    }
+    EXPECT_EQ(Walk(dir.c_str()), Block(dir, files, lines));
+  }
+}
+
 TEST_F(WalkerTest, KeepsOutStrayFilesAndBackupFolders) {
   for (const char* file : {".stray", "sub/.kept", "Backups.backupdb/x", "backups.BACKUPDB/x", "WDSmartWare.swstor/x",
                            "WDSmartWare.SWSTOR/x", "x.MobileBackups/x"}) {
