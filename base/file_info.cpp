@@ -40,11 +40,17 @@ bool HasPackageSuffix(std::string_view path) {
   });
 }
 
+/// A time that has too many seconds for that becomes the earliest or the latest.
+std::int64_t MillisOf(std::int64_t seconds) {
+  constexpr std::int64_t kMost = INT64_MAX / 1000;
+  return std::clamp(seconds, -kMost, kMost) * 1000;
+}
+
 /// Everything but the path, which must be set already; the link count becomes 1.
 void FillRecord(TqFileInfo& info, const EntryAttributes& attributes) {
   const bool hasCreateTime = attributes.createTimeSec != 0 || attributes.createTimeNsec != 0;
-  info.modTimeMs = attributes.modTimeSec * 1000;
-  info.createTimeMs = hasCreateTime ? attributes.createTimeSec * 1000 : info.modTimeMs;
+  info.modTimeMs = MillisOf(attributes.modTimeSec);
+  info.createTimeMs = hasCreateTime ? MillisOf(attributes.createTimeSec) : info.modTimeMs;
   const bool isDir = attributes.kind == EntryKind::kDirectory;
   const bool isRegular = attributes.kind == EntryKind::kRegular;
   info.isDir = isDir;
@@ -115,9 +121,13 @@ class ListFiller : public platform::EntryVisitor {
     if (queryErrno == 0) return Add(name, attributes);
     if (queryErrno == ENOENT) return true;  // deleted since the directory was read
     EntryAttributes fallback;
-    return !QueryFallback(name, fallback) || Add(name, fallback);
+    if (QueryFallback(name, fallback)) return Add(name, fallback);
+    queryErrno_ = queryErrno;
+    return true;
   }
   bool OutOfMemory() const { return outOfMemory_; }
+  /// Of an entry that is left out for another reason than having vanished; 0: there is none.
+  int QueryErrno() const { return queryErrno_; }
 
  private:
   bool QueryFallback(std::string_view name, EntryAttributes& attributes) const {
@@ -139,7 +149,13 @@ class ListFiller : public platform::EntryVisitor {
   TqString prefix_;
   TqFileInfoList& list_;
   bool outOfMemory_ = false;
+  int queryErrno_ = 0;
 };
+
+void LogListingFailure(std::string_view call, std::string_view dirName, int error) {
+  Log("WARNING: ", call, " failed for dirName=\"", dirName, "\", errno ", error, " (", std::strerror(error), ")");
+  TqFile::NotePrivacyDenial(error, dirName);
+}
 
 struct QueryErrorWords {
   int error;
@@ -280,8 +296,10 @@ void TqFileInfoList::RemoveAt(std::int32_t index) {
 
 namespace TqFile {
 
-bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, bool* cutShort) {
-  if (cutShort != nullptr) *cutShort = false;
+bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, int* error) {
+  int ignored = 0;
+  int& failure = error != nullptr ? *error : ignored;
+  failure = 0;
   if (dir == nullptr || list == nullptr) return false;
   list->Clear();
   const std::string_view dirName = WithoutTrailingSeparator(*dir);
@@ -289,24 +307,20 @@ bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, bool* cu
   const char* path = dirName.size() == dir->View().size() ? dir->c_str() : cutPath.emplace(dirName).c_str();
   ListFiller filler(dirName, *list);
   const platform::ListResult result = platform::TheFiles().ListDirectory(path, filler);
-  if (result.openErrno != 0) {
-    Log("WARNING: GetListOfFilesInfosInDir - opendir failed for dirName=\"", dirName, "\", errno ", result.openErrno,
-        " (", std::strerror(result.openErrno), ")");
-    NotePrivacyDenial(result.openErrno, dirName);
-    return false;
-  }
+  failure = result.openErrno != 0 ? result.openErrno : result.readErrno != 0 ? result.readErrno : filler.QueryErrno();
   if (filler.OutOfMemory()) {
+    failure = ENOMEM;
     list->Clear();
     Log("ERROR: GetListOfFileInfosInDir - out of memory for dirName=\"", dirName, "\"");
     return false;
   }
-  if (result.readErrno != 0) {
-    Log("WARNING: GetListOfFileInfosInDir - readdir failed for dirName=\"", dirName, "\", errno ", result.readErrno,
-        " (", std::strerror(result.readErrno), ")");
-    NotePrivacyDenial(result.readErrno, dirName);
-    if (cutShort != nullptr) *cutShort = true;
+  if (result.openErrno != 0) {
+    LogListingFailure("GetListOfFilesInfosInDir - opendir", dirName, failure);
+    return false;
   }
-  return true;
+  if (result.readErrno != 0) LogListingFailure("GetListOfFileInfosInDir - readdir", dirName, failure);
+  // Nothing read, and no end seen: that is no empty directory.
+  return result.readErrno == 0 || list->Count() > 0;
 }
 
 bool GetInfoAboutFileOrDir(const TqString* path, TqFileInfo* info) {

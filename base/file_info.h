@@ -82,11 +82,11 @@ class TqFileInfoList {
 
 namespace TqFile {
 
-/// Fills `list` with one record per entry of `dir`, in the system's order, with one attribute query per entry. False
-/// when an argument is null, the directory cannot be opened or memory runs out; an empty directory is true. `dir` is
-/// none of the list's own paths. `cutShort`
-/// (may be null) tells that reading stopped midway: the entries before it are kept and the answer is true.
-bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, bool* cutShort = nullptr);
+/// Fills `list` with one record per entry of `dir` (none of the list's own paths), in the system's order, with one
+/// attribute query per entry. False when an argument is null, the directory cannot be opened, its first read fails or
+/// memory runs out; an empty directory is true. `error` (may be null) gets the errno of what failed, 0 for a whole
+/// listing: with a true answer reading stopped midway, or an entry could not be queried and is left out.
+bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, int* error = nullptr);
 
 /// Fills one record; a final symbolic link is described, not followed. False for a null or empty path, a missing path,
 /// or when no attribute source works; the record is reset then.

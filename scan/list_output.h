@@ -43,10 +43,14 @@ class TqListOutput {
   /// Notes device, inode and mount of a volume path when its first entry is walked; later calls for the same path do
   /// nothing.
   void NoteMount(std::string_view volumePath);
-  /// Looks at the volume again (after a failed or cut-short listing inside it); a difference marks it interrupted for
-  /// good.
+  /// Looks at the volume again; a difference marks it interrupted for good.
   void RecheckMount(std::string_view volumePath);
   bool IsInterrupted(std::string_view volumePath) const;
+  /// After a listing inside the volume that failed or was not whole, with its errno: looks at the volume again.
+  void NoteFailedListing(std::string_view volumePath, int error);
+  /// Whether listings failed as they do when a drive was pulled: until the system takes it down, which may last
+  /// seconds, the volume seems to be the same.
+  bool MayBeGoing(std::string_view volumePath) const;
 
  private:
   struct NotedMount {
@@ -54,6 +58,7 @@ class TqListOutput {
     bool isKnown = false;
     platform::MountIdentity identity;
     bool interrupted = false;
+    bool mayBeGoing = false;
   };
   /// A list and its size on disk as this run left it.
   struct WrittenList {

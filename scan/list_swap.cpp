@@ -11,6 +11,7 @@
 namespace {
 
 constexpr std::int64_t kMovePauseMillis = 500;
+constexpr std::int64_t kUnmountMillis = 5'000;
 constexpr int kSilentMoveFailures = 10;
 /// An elevated volume whose list is younger than this many days waits for the end of the run like all others.
 constexpr std::int32_t kEarlySwapAboveDays = 6;
@@ -73,12 +74,23 @@ bool TqListSwapper::SwapIn(std::int32_t index, const Wording& wording) {
 }
 
 /// A drive that was pulled out, or exchanged for another one, must not have its good list replaced by half a walk.
-bool TqListSwapper::IsStillTheSameVolume(std::int32_t index) const {
+bool TqListSwapper::IsStillTheSameVolume(std::int32_t index) {
   TqString volumePath = TqFile::GetVolumePathOfDir(list_.PathOf(index));
+  WaitForUnmount(volumePath);
+  output_.RecheckMount(volumePath);
   if (output_.IsInterrupted(volumePath)) return false;
   TqVolumeInfo volume;
   return TqFile::GetInfoAboutAttachedVolume(&volumePath, &volume) && volume.volumeIsCurrentlyConnected &&
          EqualsIgnoreCase(volume.vguid, list_.vguids.At(index));
+}
+
+/// Once a run: a drive that was pulled while its last directories were walked is still mounted for a moment. One with a
+/// bad spot stays mounted and gets its list.
+void TqListSwapper::WaitForUnmount(std::string_view volumePath) {
+  if (hasWaited_ || !output_.MayBeGoing(volumePath)) return;
+  Log("tqfilelist ", ProcessIdText(), ", listings failed, so waiting whether this volume goes away: ", volumePath);
+  TqSystem::SleepMillis(kUnmountMillis);
+  hasWaited_ = true;
 }
 
 void TqListSwapper::SwapInDefconListEarly(TqRunState& run, std::int32_t index, const TqVolumeInfo* defconVolume) {

@@ -23,7 +23,7 @@ bool MoveIntoPlace(std::string_view from, std::string_view to, int tries, std::s
 /// and the plan keeps its entries.
 class TqListSwapper {
  public:
-  TqListSwapper(const TqTopDirsList& list, const TqListOutput& output) : list_(list), output_(output) {}
+  TqListSwapper(const TqTopDirsList& list, TqListOutput& output) : list_(list), output_(output) {}
   /// Swaps in the list of every volume that was not handled yet.
   void SwapInAllLists();
   /// After entry `index`: swaps the elevated defcon volume's list in when its walk is complete, without waiting for the
@@ -38,14 +38,16 @@ class TqListSwapper {
 
   /// False when there is no `.future` list.
   bool SwapIn(std::int32_t index, const Wording& wording);
-  bool IsStillTheSameVolume(std::int32_t index) const;
+  bool IsStillTheSameVolume(std::int32_t index);
+  void WaitForUnmount(std::string_view volumePath);
   bool IsWalkOfDefconVolumeComplete(const TqRunState& run, std::int32_t index, const TqVolumeInfo& defconVolume) const;
   bool LaterEntryHasVguid(std::int32_t index, std::string_view vguid) const;
   void MarkHandled(std::string_view vguid) { handled_.Add(LowerCased(vguid)); }
   bool IsHandled(std::string_view vguid) const { return handled_.Find(LowerCased(vguid)) >= 0; }
 
   const TqTopDirsList& list_;
-  const TqListOutput& output_;
+  TqListOutput& output_;
+  bool hasWaited_ = false;
   TqStringVector handled_;
   TqStringVector swappedIn_;
 };

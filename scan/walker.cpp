@@ -116,12 +116,13 @@ bool IsJunctionFolder(const TqString& dir) {
                              [&](std::string_view text) { return HoldsBehindDriveLetter(dir, text); });
 }
 
-/// Lists `dir`. After a listing that failed or was cut short the volume is looked at again: when it is no longer the
-/// same, its unfinished list must never replace the good one.
+/// Lists `dir`. After a listing that failed or is not whole the volume is looked at again: when it is no longer the
+/// same, its unfinished list must never replace the good one. Nor must a list that lacks what memory was too short for.
 bool ListDir(TqWalk& walk, const TqString& dir, TqFileInfoList& listing) {
-  bool cutShort = false;
-  const bool listed = TqFile::GetListOfFileInfosInDir(&dir, &listing, &cutShort);
-  if (!listed || cutShort) walk.output.RecheckMount(walk.volumePath);
+  int error = 0;
+  const bool listed = TqFile::GetListOfFileInfosInDir(&dir, &listing, &error);
+  if (error != 0) walk.output.NoteFailedListing(walk.volumePath, error);
+  if (error == ENOMEM && !listed) walk.output.NoteBroken(walk.listFilePath);
   return listed;
 }
 

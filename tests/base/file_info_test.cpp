@@ -7,14 +7,14 @@ class FileInfoTest : public PlatformTest {
   /// The listed paths, each followed by a blank.
   std::string Listed(const char* dir, bool withoutMounts = false) {
     const TqString path(dir);
-    EXPECT_TRUE(TqFile::GetListOfFileInfosInDir(&path, &list, &cutShort));
+    EXPECT_TRUE(TqFile::GetListOfFileInfosInDir(&path, &list, &error));
     if (withoutMounts) TqFile::RemoveMountedFoldersFromList(list);
     TqString all;
     for (std::int32_t i = 0; i < list.Count(); ++i) AppendAll(all, list.Get(i)->path, " ");
     return all.c_str();
   }
   TqFileInfoList list;
-  bool cutShort = false;
+  int error = -1;
 };
 
 TEST_F(FileInfoTest, ListsEveryKindInTheSystemsOrder) {
@@ -22,6 +22,9 @@ TEST_F(FileInfoTest, ListsEveryKindInTheSystemsOrder) {
   file.rsrcSize = 7;
   file.modTimeSec = 100;
   file.createTimeSec = 50;
+  fake.WriteFile("/extreme", "").modTimeSec = INT64_MAX;
+  TqFileInfo extreme;
+  EXPECT_TRUE(TqFile::GetInfoAboutFileOrDir("/extreme", extreme) && extreme.modTimeMs == INT64_MAX / 1000 * 1000);
   file.finderFlags = 0xA000;
   file.linkCount = 3;
   fake.MakeLink("/d/link", "/d/folder");
@@ -57,29 +60,31 @@ TEST_F(FileInfoTest, EntryThatVanishedIsSilentAndOneThatCannotBeQueriedFallsBack
   fake.WriteFile("/d/a", "aa");
   fake.WriteFile("/d/b", "bbb").finderFlags = 0x8000;
   Fail("query", "/b", ENOENT);
-  EXPECT_TRUE(Listed("/d") == "/d/a " && LogText().empty());
+  EXPECT_TRUE(Listed("/d") == "/d/a " && LogText().empty() && error == 0);
   Fail("query", "/b");
   EXPECT_EQ(Listed("/d"), "/d/a /d/b ");
   EXPECT_TRUE(list.Get(1)->dataSize == 3 && list.Get(1)->isAlias);
   Fail("query lstat", "/b", EACCES);
-  EXPECT_EQ(Listed("/d"), "/d/a ");
+  EXPECT_TRUE(Listed("/d") == "/d/a " && error == EACCES);
   Fail("query finder", "/b", ENOTDIR);
   EXPECT_EQ(Listed("/d"), "/d/a ");
   EXPECT_TRUE(Logged(" (processId=12345) - fell back to stat file /d/b got errno EACESS on MacOsX-10.15.7\n"));
   EXPECT_TRUE(Logged(" - failed to get  get finder info for file /d/b got errno  errno=20 on MacOsX-10.15.7\n"));
 }
 
-TEST_F(FileInfoTest, OnlyADirectoryThatCannotBeOpenedFailsTheListing) {
-  const TqString missing("/nowhere/");
-  EXPECT_FALSE(TqFile::GetListOfFileInfosInDir(&missing, &list));
+TEST_F(FileInfoTest, ADirectoryThatCannotBeOpenedOrReadFailsTheListing) {
+  const TqString missing("/nowhere/"), cut("/cut");
+  EXPECT_TRUE(!TqFile::GetListOfFileInfosInDir(&missing, &list, &error) && error == ENOENT);
   EXPECT_TRUE(Logged(" opendir failed for dirName=\"/nowhere\", errno 2 (No such file or directory)\n"));
   fake.MakeFolders("/cut");
-  EXPECT_TRUE(Listed("/cut").empty() && !cutShort);
+  EXPECT_TRUE(Listed("/cut").empty() && error == 0);
   for (const char* path : {"/cut/1", "/cut/2"}) fake.WriteFile(path, "");
   fake.Find("/cut")->readErrno = EIO;
   fake.Find("/cut")->readErrnoAfter = 1;
-  EXPECT_TRUE(Listed("/cut") == "/cut/1 " && cutShort);
+  EXPECT_TRUE(Listed("/cut") == "/cut/1 " && error == EIO);
   EXPECT_TRUE(Logged(" readdir failed for dirName=\"/cut\", errno 5 (Input/output error)\n"));
+  fake.Find("/cut")->readErrnoAfter = 0;  // nothing is known of it: no empty directory
+  EXPECT_TRUE(!TqFile::GetListOfFileInfosInDir(&cut, &list, &error) && error == EIO && list.Count() == 0);
 }
 
 TEST_F(FileInfoTest, PrivacyDenialsAreToldOnceAndNeverPassForEmptyFolders) {

@@ -5,6 +5,7 @@
 /// A plan of a data volume followed by the system volume, with a `.future` list for each.
 class ListSwapTest : public ScanRunTest {
  protected:
+  static constexpr const char* kIdentityFile = "/Volumes/Drive/.tqvol/tqvol_id.xml";
   static constexpr const char* kDiskGuidInCapitals = "V001AAAAAAAAAAAAAAAAAAAAAAAA";
 
   ListSwapTest() {
@@ -50,21 +51,39 @@ TEST_F(ListSwapTest, RefusesListsThatAreNotTheVolumesOwn) {
       {"volume does not answer", false, [&] { fake.volumes.back().queryErrno = EIO; }},
       {"unplugged, folder left behind", false, [&] { fake.Unmount("/Volumes/Drive"); }},
       {"another volume in its place", false, [&] { AddIdentified("/Volumes/Drive", kOtherGuid); }},
-      {"was another one when looked at", false, [&] { output.RecheckMount("/Volumes/Drive/"); }},
+      {"pulled and plugged in again", false,
+       [&] {
+         fake.Unmount("/Volumes/Drive");
+         AddIdentified("/Volumes/Drive", kDiskGuid);
+       }},
       {"an append failed", false, [&] { output.NoteBroken(Data("tqfilelists/" + kDriveList + ".future")); }},
-      {"letter case does not count", true, [&] { AddIdentified("/Volumes/Drive", kDiskGuidInCapitals); }},
+      {"another identity", false, [&] { fake.WriteFile(kIdentityFile, IdentityText(kOtherGuid)); }},
+      {"letter case does not count", true, [&] { fake.WriteFile(kIdentityFile, IdentityText(kDiskGuidInCapitals)); }},
   };
   for (const auto& [name, isSwapped, spoil] : cases) {
     output = TqListOutput(false);
-    output.NoteMount("/Volumes/Drive/");
     fake.Unmount("/Volumes/Drive");
     AddIdentified("/Volumes/Drive", kDiskGuid);
+    output.NoteMount("/Volumes/Drive/");
     PutList(kDriveList + ".future", "new");
     spoil();
     TqListSwapper fresh(plan, output);
     fresh.SwapInAllLists();
     EXPECT_EQ(List(kDriveList), isSwapped ? "new" : "old") << name;
     EXPECT_TRUE(!HasList(kDriveList + ".future") && fresh.WasSwappedIn(kDiskGuid) == isSwapped) << name;
+  }
+}
+
+TEST_F(ListSwapTest, AVolumeWhoseListingsFailedGetsTimeToGoAway) {
+  fake.onSleep = [&](std::int64_t micros) {
+    if (micros == 5'000'000) fake.Unmount("/Volumes/Drive");
+  };
+  for (const auto& [error, expected] : {std::pair{EACCES, "new"}, {EIO, "old"}}) {
+    PutLists();
+    output.NoteMount("/Volumes/Drive/");
+    output.NoteFailedListing("/Volumes/Drive/", error);
+    TqListSwapper(plan, output).SwapInAllLists();
+    EXPECT_EQ(List(kDriveList), expected);
   }
 }
 

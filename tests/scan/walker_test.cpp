@@ -37,10 +37,10 @@ class WalkerTest : public ScanTest {
     for (int i = 0; i < count; ++i) fake.MakeFolders("/many/" + std::to_string(i));
     run.dirCounter = 0;
   }
-  /// The listing of `folder` breaks off behind its first entry.
-  void CutListing(const char* folder) {
+  /// The listing of `folder` breaks off behind its first entries.
+  void CutListing(const char* folder, int entries = 1) {
     fake.Find(folder)->readErrno = EIO;
-    fake.Find(folder)->readErrnoAfter = 1;
+    fake.Find(folder)->readErrnoAfter = entries;
   }
   void UnmountAt(const std::string& operation, const std::string& path) {
     fake.fault = [=, this](std::string_view doing, std::string_view on) {
@@ -210,10 +210,11 @@ TEST_F(WalkerTest, AVolumeThatVanishesMidWalkIsMarked) {
 }
 
 TEST_F(WalkerTest, AVolumeThatVanishesWithinAListingIsMarked) {
-  fake.WriteFile("/Volumes/Data/v/x", "x");
-  CutListing("/Volumes/Data/v");
-  UnmountAt("query", "/Volumes/Data/v/x");
-  EXPECT_EQ(OneLevel("/Volumes/Data/v"), Block("/Volumes/Data/v", 0)) << "the listing itself did not fail";
+  for (const char* file : {"/Volumes/Data/v/a", "/Volumes/Data/v/b", "/Volumes/Data/v/c"}) fake.WriteFile(file, "x");
+  CutListing("/Volumes/Data/v", 2);
+  UnmountAt("query", "/Volumes/Data/v/b");
+  EXPECT_EQ(OneLevel("/Volumes/Data/v"), Block("/Volumes/Data/v", 1, Line("f", 1, "/Volumes/Data/v/a")))
+      << "the listing itself did not fail";
   EXPECT_TRUE(output.IsInterrupted("/Volumes/Data/"));
 }
 
