@@ -1,6 +1,5 @@
-// Whether reading the state files costs in proportion to their size: each reading is timed (processor time) at a size
-// and at four times that size, the least of several rounds each. The status is 1 when the larger one costs over a
-// quarter more per unit.   state_files [SCRATCH_FOLDER [LIST_MEBIBYTES]]   (default /tmp, 2048)
+// Reads one kind of state file of a given size and prints the least processor seconds of several readings.
+//   state_files KIND SIZE READINGS     KIND is one of kKinds; without a reading only the file is prepared
 
 #include <algorithm>
 #include <cstdio>
@@ -8,6 +7,7 @@
 #include <ctime>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "base/fast_file_reader.h"
 #include "base/file_io.h"
@@ -21,16 +21,15 @@
 
 namespace {
 
-constexpr double kTolerated = 1.25;
-bool allLinear = true;
+constexpr const char* kList = "/tmp/tq_bench_filelist.dat";
 
 double ProcessorSeconds() {
   return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
-double Least(int rounds, const std::function<bool()>& read) {
-  double least = 1e9;
-  for (int i = 0; i < rounds; ++i) {
+double Least(long readings, const std::function<bool()>& read) {
+  double least = readings > 0 ? 1e9 : 0;
+  for (long i = 0; i < readings; ++i) {
     const double began = ProcessorSeconds();
     if (!read()) {
       std::fprintf(stderr, "a state file could not be read\n");
@@ -39,18 +38,6 @@ double Least(int rounds, const std::function<bool()>& read) {
     least = std::min(least, ProcessorSeconds() - began);
   }
   return least;
-}
-
-/// Times what `prepare(size)` answers at a quarter of `size` and at `size`.
-void Compare(const char* what, long size, int rounds, const std::function<std::function<bool()>(long size)>& prepare) {
-  const long quarter = size / 4;
-  const double small = Least(rounds, prepare(quarter));
-  const double large = Least(rounds, prepare(size));
-  const double growth = large / small / (static_cast<double>(size) / static_cast<double>(quarter));
-  allLinear &= growth <= kTolerated;
-  std::printf("  %-52s %9ld %10.2f ms %10.1f ns each   x%.2f per unit  %s\n", what, size, large * 1e3,
-              large * 1e9 / static_cast<double>(size), growth, growth <= kTolerated ? "ok" : "NOT LINEAR");
-  std::fflush(stdout);
 }
 
 std::string Repeated(long count, const std::function<std::string(long)>& line, const std::string& begin,
@@ -68,7 +55,7 @@ std::string Numbered(const char* format, long number) {
 
 const std::string kContents = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<contents>\n";
 
-std::function<bool()> SettingsFilters(long count) {
+std::function<bool()> SettingsFilters(FakePlatform&, long count) {
   const std::string text = Repeated(
       count,
       [](long i) { return Numbered("    <tqdirfilter dir=\"/users/person%06ld/\" whichfiles=\"none\" /> \n", i); },
@@ -121,39 +108,45 @@ std::function<bool()> TopDirs(FakePlatform& fake, long count) {
   };
 }
 
-/// What the explain report does with a list: counts its lines, then searches it for a path.
-std::function<bool()> ListSearch(const std::string& path, long mebibytes) {
+/// What the explain report does with a list: counts its lines, then searches it for a path. The list is a real file.
+std::function<bool()> ListSearch(FakePlatform&, long mebibytes) {
   std::string piece;
   for (long i = 0; piece.size() < 1'048'576; ++i) {
     piece += Numbered("f\t0000018c2d7a5e00\t12345\t/Users/bob/Documents/Projects/House/Plan %08ld.pages\n", i);
   }
-  std::FILE* file = std::fopen(path.c_str(), "w");
+  std::FILE* file = std::fopen(kList, "w");
   for (long i = 0; file != nullptr && i < mebibytes; ++i) std::fwrite(piece.data(), 1, piece.size(), file);
   if (file == nullptr || std::fclose(file) != 0) std::exit(2);
-  return [path] {
+  return [] {
     TqStringVector numbers;
     TqStringVector lines;
-    return TqFile::CountLinesInFile(path) > 0 &&
-           TqFile::TqGrepFile(path, "/Users/bob/Missing.pages", false, 1000, numbers, lines, nullptr);
+    return TqFile::CountLinesInFile(kList) > 0 &&
+           TqFile::TqGrepFile(kList, "/Users/bob/Missing.pages", false, 1000, numbers, lines, nullptr);
   };
 }
+
+struct Kind {
+  std::string_view name;
+  bool isOnDisk;
+  std::function<bool()> (*prepare)(FakePlatform& fake, long size);
+};
+
+constexpr Kind kKinds[] = {{"settings", false, SettingsFilters},
+                           {"registry", false, Registry},
+                           {"topdirs", false, TopDirs},
+                           {"explain", true, ListSearch}};
 
 }  // namespace
 
 int main(int count, char** words) {
-  const std::string scratch = count > 1 ? words[1] : "/tmp";
-  const long mebibytes = count > 2 ? std::atol(words[2]) : 2048;
   TqLog::CloseLog();
-  std::printf("\nReading state files: cost at the size, and per unit against a quarter of it\n");
-  {
+  for (const Kind& kind : kKinds) {
+    if (count != 4 || words[1] != kind.name) continue;
     FakePlatform fake;
-    Compare("settings: filters found, one attribute each", 9'999, 5, SettingsFilters);
-    Compare("registry: volumes read", 1'000, 5, [&](long size) { return Registry(fake, size); });
-    Compare("topdirs.xml: entries read", 100'000, 3, [&](long size) { return TopDirs(fake, size); });
+    if (kind.isOnDisk) platform::SetPlatform(platform::HostPlatform());
+    std::printf("%.9f\n", Least(std::atol(words[3]), kind.prepare(fake, std::atol(words[2]))));
+    std::remove(kList);
+    return 0;
   }
-  const std::string list = scratch + "/tq_bench_filelist.dat";
-  Compare("explain: lines counted and searched, MiB of list", mebibytes, 1,
-          [&](long size) { return ListSearch(list, size); });
-  std::remove(list.c_str());
-  return allLinear ? 0 : 1;
+  return 2;
 }
