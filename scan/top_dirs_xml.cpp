@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <charconv>
+#include <cstdint>
 
 #include "base/clock.h"
 #include "base/file_info.h"
@@ -66,8 +68,9 @@ void ReadStats(const TqString& xml, std::string_view path, TqTopDirsList& list) 
   // On purpose: written in hexadecimal, read as the decimal digits before the first letter.
   list.gmt_millis = LeadingNumber<std::int64_t>(StatOf(xml, "gmt_millis", "gmt_millis in:", path));
   list.next_to_index = LeadingNumber<std::int32_t>(StatOf(xml, "next_to_index", "next_to_index in:", path));
-  list.num_times_mount_points_verified =
+  const auto verified =
       LeadingNumber<std::int32_t>(StatOf(xml, "num_times_mount_points_verified", "num_times_mount_points_ver:", path));
+  list.num_times_mount_points_verified = std::min(verified, INT32_MAX / 2);  // it is counted on from here
   if (list.next_to_index >= 0) return;
   Log("WARNING: ReadTopDirsXmlFile, ", ProcessIdText(),
       " stat_nextDirToIndex was read out neg, fixed to zero: ", list.next_to_index);

@@ -149,10 +149,14 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   }
   int Read(int descriptor, void* buffer, std::size_t bytes, std::size_t& got) override;
   int Write(int descriptor, const void* buffer, std::size_t bytes, std::size_t& written) override;
-  int Seek(int descriptor, std::int64_t offset) override { return FileAt(descriptor).offset = offset, 0; }
+  int Seek(int descriptor, std::int64_t offset) override {
+    FileAt(descriptor).offset = offset;
+    return 0;
+  }
   int Empty(int descriptor) override;
   int StatDescriptor(int descriptor, platform::FileFacts& facts) override {
-    return facts = FileAt(descriptor).node->Facts(), 0;
+    facts = FileAt(descriptor).node->Facts();
+    return 0;
   }
   int ChangeDescriptorMode(int descriptor, unsigned mode) override;
   int TryLockExclusive(int descriptor) override { return Fault("lock", FileAt(descriptor).path); }
@@ -178,12 +182,17 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
     const FakeVolume* volume = VolumeAt(mountPoint);
     return volume != nullptr && !deviceName.empty() ? volume->media : platform::MediaWalk{};
   }
-  int ReadSkippedMounts(std::vector<platform::MountTableRow>& rows) override { return rows = skippedMounts, 0; }
+  int ReadSkippedMounts(std::vector<platform::MountTableRow>& rows) override {
+    rows = skippedMounts;
+    return 0;
+  }
   platform::PropertyListStatus ReadBackupDestinations(const char* path,
                                                       std::vector<platform::DestinationValue>& values) override {
     platform::PropertyValue list;
     const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, list);
-    return values.clear(), platform::CollectDestinationValues(list, values), status;
+    values.clear();
+    platform::CollectDestinationValues(list, values);
+    return status;
   }
 
   // --- platform::Machine ---
@@ -202,18 +211,27 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   void RestrictSideEffects() override { ++sideEffectRestrictions; }
   bool FindLogin(const std::string& name, platform::LoginFacts& login) override {
     const auto known = std::ranges::find(logins, name, &platform::LoginFacts::name);
-    return known != logins.end() && (login = *known, true);
+    if (known == logins.end()) return false;
+    login = *known;
+    return true;
   }
-  bool CurrentLogin(platform::LoginFacts& login) override { return login = logins[0], true; }
+  bool CurrentLogin(platform::LoginFacts& login) override {
+    login = logins[0];
+    return true;
+  }
   [[noreturn]] void Exit(int status) override { throw ExitCalled{status}; }
   platform::MemoryFigures ProcessMemory() override { return {1'048'576'000, 104'857'600}; }
   std::uint64_t HardwareMemoryBytes() override { return 17'179'869'184; }
   std::string MachineName() override { return "arm64"; }
   bool IsTranslatedProcess() override { return false; }
   bool Query64BitHardware(bool& is64Bit) override { return is64Bit = true; }
-  bool HostName(std::string& name) override { return name = "TestHost.local", true; }
+  bool HostName(std::string& name) override {
+    name = "TestHost.local";
+    return true;
+  }
   platform::HardwareAddressStatus HardwareAddress(std::string& address) override {
-    return address = hardwareAddress, hardwareAddressStatus;
+    address = hardwareAddress;
+    return hardwareAddressStatus;
   }
   std::uint32_t RandomBelow(std::uint32_t bound) override {
     const std::uint32_t index = randomIndex_++;
@@ -222,11 +240,13 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   platform::PropertyListStatus ReadProductVersion(const char* path, std::string& version) override {
     platform::PropertyValue list;
     const platform::PropertyListStatus status = platform::ReadPropertyDictionary(path, list);
-    return version = platform::ProductVersionIn(list), status;
+    version = platform::ProductVersionIn(list);
+    return status;
   }
   int RunShellAndWait(const char* line, int& error) override {
     shellLines.emplace_back(line);
-    return error = 0, shell ? shell(line) : 0;
+    error = 0;
+    return shell ? shell(line) : 0;
   }
   int StartShell(const char* line, int& error) override {
     childPolls_ = 0;

@@ -18,7 +18,11 @@ class ListSwapTest : public ScanRunTest {
     run.lock = TqLock::GrabFileBasedLock(run.lockPath, 10'800, 0);
     run.bufferingOff = true;
   }
-  void AddEntry(const char* dir, const char* vguid) { plan.dirs.Add(dir), plan.vguids.Add(vguid), ++plan.count; }
+  void AddEntry(const char* dir, const char* vguid) {
+    plan.dirs.Add(dir);
+    plan.vguids.Add(vguid);
+    ++plan.count;
+  }
   void SetDefcon(const char* mountPoint, const char* vguid, std::int32_t days) {
     defconVolume.mountPointPath = mountPoint;
     defconVolume.SetVguid(vguid);

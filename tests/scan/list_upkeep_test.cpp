@@ -11,7 +11,10 @@ class ListUpkeepTest : public ScanRunTest {
     WriteStubsForUnseenVolumes(Selected(), ReadRetentionPolicy(), swapper);
   }
   void FillMissing() { WriteStubsForMissingLists(Selected()); }
-  TqVolumeInfoList& Selected() { return ReadSelectionAgain(selected), selected; }
+  TqVolumeInfoList& Selected() {
+    ReadSelectionAgain(selected);
+    return selected;
+  }
 
   TqVolumeInfoList selected;
   TqTopDirsList plan;

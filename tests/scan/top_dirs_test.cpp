@@ -21,7 +21,11 @@ class TopDirsTest : public ScanTest {
     ScanDiskAndCreateTopDirsListInRam(list, defcon != nullptr, defcon, stop, nullptr);
   }
   /// An entry without planning.
-  void AddEntry(const char* dir, const char* vguid) { list.dirs.Add(dir), list.vguids.Add(vguid), ++list.count; }
+  void AddEntry(const char* dir, const char* vguid) {
+    list.dirs.Add(dir);
+    list.vguids.Add(vguid);
+    ++list.count;
+  }
 
   std::vector<std::int32_t> seconds = std::vector<std::int32_t>(TqTopDirsList::kMaxSeconds);
   TqTopDirsList list;

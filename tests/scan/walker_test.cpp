@@ -26,11 +26,18 @@ class WalkerTest : public ScanTest {
   }
 
   /// The lines of a walk of the whole tree, or of one level.
-  std::string Walk(const char* dir) { return RecursivelyAddFilenamesToList(walk, dir, 1), Taken(); }
-  std::string OneLevel(const char* dir) { return AddFilenamesFromThisDirToList(walk, dir), Taken(); }
+  std::string Walk(const char* dir) {
+    RecursivelyAddFilenamesToList(walk, dir, 1);
+    return Taken();
+  }
+  std::string OneLevel(const char* dir) {
+    AddFilenamesFromThisDirToList(walk, dir);
+    return Taken();
+  }
   std::string Taken() {
     const std::string lines = std::string(output.Buffer());
-    return output.Buffer().Clear(), lines;
+    output.Buffer().Clear();
+    return lines;
   }
   /// `count` directories in /many, beside itself.
   void MakeManyFolders(int count) {

@@ -41,7 +41,7 @@ TEST_F(VolumeRegistryTest, AnUnfinishedFileIsTriedNineTimes) {
   EXPECT_TRUE(RegistrySummary() == "unreadable" && fake.sleepsMicros == std::vector<std::int64_t>(8, 100'000));
   fake.WriteFile(registry, "<contents>\n</contents>\n" + std::string(13, ' '));  // its end lies too far from the end
   EXPECT_TRUE(RegistrySummary() == "unreadable" && Logged("file exists but was corrupted: <contents>"));
-  fake.onSleep = [&](std::int64_t) { WriteRegistry({{kDiskGuid, "/"}}), fake.onSleep = nullptr; };
+  fake.onSleep = [&](std::int64_t) { WriteRegistry({{kDiskGuid, "/"}}); };
   EXPECT_EQ(RegistrySummary(), "001 v001 /;");  // another process was just writing
 }
 
