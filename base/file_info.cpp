@@ -323,6 +323,15 @@ bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, int* err
   return result.readErrno == 0 || list->Count() > 0;
 }
 
+bool IsOfFolderAlone(int error) {
+  constexpr int kSuch[] = {0, EACCES, EPERM, ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EDEADLK};
+  return std::ranges::find(kSuch, error) != std::end(kSuch);
+}
+
+bool IsOutOfMeans(int error) {
+  return error == ENOMEM || error == ENFILE || error == EMFILE;
+}
+
 bool GetInfoAboutFileOrDir(const TqString* path, TqFileInfo* info) {
   if (info == nullptr) return false;
   if (path != nullptr) return GetInfoAboutFileOrDir(path->View(), *info);

@@ -40,7 +40,7 @@ std::int64_t SizeThroughLinks(const char* path) {
   return isFile ? facts.size : -1;
 }
 
-/// Whether links of any kind and special files are left alone.
+/// Whether hard links, aliases and special files are left alone; symbolic links are on every system.
 bool MustHaveOneLink() {
   return TqSystem::OsVersionIsAtLeast("10.9");
 }

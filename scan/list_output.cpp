@@ -1,23 +1,9 @@
 #include "scan/list_output.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <iterator>
-
 #include "base/file_info.h"
 #include "base/file_io.h"
 #include "base/log.h"
 #include "platform/platform.h"
-
-namespace {
-
-/// Whether a listing's error has to do with the one folder alone; EDEADLK is a placeholder whose content is elsewhere.
-bool IsOfOneFolder(int error) {
-  constexpr int kSuch[] = {EACCES, EPERM, ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EDEADLK, ENOMEM};
-  return std::ranges::find(kSuch, error) != std::end(kSuch);
-}
-
-}  // namespace
 
 // --- lines ---
 
@@ -96,7 +82,7 @@ void TqListOutput::RecheckMount(std::string_view volumePath) {
 
 void TqListOutput::NoteFailedListing(std::string_view volumePath, int error) {
   for (NotedMount& mount : mounts_) {
-    if (mount.volumePath == volumePath && !IsOfOneFolder(error)) mount.mayBeGoing = true;
+    if (mount.volumePath == volumePath && !TqFile::IsOfFolderAlone(error)) mount.mayBeGoing = true;
   }
   RecheckMount(volumePath);
 }
@@ -104,6 +90,10 @@ void TqListOutput::NoteFailedListing(std::string_view volumePath, int error) {
 bool TqListOutput::MayBeGoing(std::string_view volumePath) const {
   const NotedMount* mount = FindMount(volumePath);
   return mount != nullptr && mount->mayBeGoing;
+}
+
+void TqListOutput::NoteUnmountWait() {
+  for (NotedMount& mount : mounts_) mount.mayBeGoing = false;
 }
 
 bool TqListOutput::IsInterrupted(std::string_view volumePath) const {

@@ -51,6 +51,8 @@ class TqListOutput {
   /// Whether listings failed as they do when a drive was pulled: until the system takes it down, which may last
   /// seconds, the volume seems to be the same.
   bool MayBeGoing(std::string_view volumePath) const;
+  /// After a wait for that: no volume may be going any more because of what failed so far.
+  void NoteUnmountWait();
 
  private:
   struct NotedMount {

@@ -84,13 +84,13 @@ bool TqListSwapper::IsStillTheSameVolume(std::int32_t index) {
          EqualsIgnoreCase(volume.vguid, list_.vguids.At(index));
 }
 
-/// Once a run: a drive that was pulled while its last directories were walked is still mounted for a moment. One with a
-/// bad spot stays mounted and gets its list.
+/// A drive that was pulled while its last directories were walked is still mounted for a moment. One with a bad spot
+/// stays mounted and gets its list. One wait serves all volumes that failed until then.
 void TqListSwapper::WaitForUnmount(std::string_view volumePath) {
-  if (hasWaited_ || !output_.MayBeGoing(volumePath)) return;
+  if (!output_.MayBeGoing(volumePath)) return;
   Log("tqfilelist ", ProcessIdText(), ", listings failed, so waiting whether this volume goes away: ", volumePath);
   TqSystem::SleepMillis(kUnmountMillis);
-  hasWaited_ = true;
+  output_.NoteUnmountWait();
 }
 
 void TqListSwapper::SwapInDefconListEarly(TqRunState& run, std::int32_t index, const TqVolumeInfo* defconVolume) {

@@ -47,7 +47,6 @@ class TqListSwapper {
 
   const TqTopDirsList& list_;
   TqListOutput& output_;
-  bool hasWaited_ = false;
   TqStringVector handled_;
   TqStringVector swappedIn_;
 };

@@ -11,6 +11,7 @@
 #include "scan/client_services.h"
 #include "selection/settings.h"
 #include "volumes/selected_volumes.h"
+#include "volumes/volume_query.h"
 #include "volumes/volume_registry.h"
 
 namespace {
@@ -32,17 +33,18 @@ struct ListsFolderNames {
   TqStringVector others;
 };
 
-/// False when the folder cannot be listed.
+/// False when names may be missing, because the folder could not be listed to its end.
 bool ReadListsFolder(ListsFolderNames& names) {
   const TqString folder = TqInstall::ListsFolder();
   TqFileInfoList entries;
-  if (!TqFile::GetListOfFileInfosInDir(&folder, &entries)) return false;
+  int error = 0;
+  TqFile::GetListOfFileInfosInDir(&folder, &entries, &error);
   for (std::int32_t i = 0; i < entries.Count(); ++i) {
     const TqFileInfo& entry = *entries.Get(i);
     if (entry.isDir) continue;
     (entry.isSpecial ? names.others : names.files).Add(entry.path.Slice(entry.path.FindLastChar('/') + 1));
   }
-  return true;
+  return error == 0;
 }
 
 template <typename Matches>
@@ -133,6 +135,13 @@ std::vector<const TqVolumeInfo*> NewestRecords(const TqVolumeInfoList& registry)
   return newest;
 }
 
+/// Asks the volume itself: the list of attached volumes may have ended early.
+bool IsAttachedAfterAll(const TqVolumeInfo& record) {
+  TqString path = record.mountPointPath;
+  TqVolumeInfo volume;
+  return TqFile::GetInfoAboutAttachedVolume(&path, &volume) && EqualsIgnoreCase(volume.vguid, record.vguid);
+}
+
 void AgeOut(const TqVolumeInfo& volume, const TqRetentionPolicy& policy) {
   const std::int32_t days =
       TqSystem::DaysBetween(TqSystem::NowGmtMillis(), volume.lastTimeVolumeWasSeenAttachedGmtMillis);
@@ -140,7 +149,7 @@ void AgeOut(const TqVolumeInfo& volume, const TqRetentionPolicy& policy) {
       Joined(days, " days since drive has been seen, mountP=", volume.mountPointPath, " with vGuid=", volume.vguid);
   if (days > kWarnAboveDays) Log("WARNING: it has been ", seen);
   const AgingRule* rule = AgingRuleFor(policy, days);
-  if (rule == nullptr) return;
+  if (rule == nullptr || IsAttachedAfterAll(volume)) return;
   Log("WARNING: ", rule->warning, volume.mountPointPath, " so we have decided to generate the stub.");
   Log("WARNING: AGING_FILES_OUT because it has been ", seen, ", and lastRollbackHistoryEvent=", policy.text);
   WriteStub(TqFile::PerVolumeListPath(volume.vguid, volume.mountPointPath), AgingStubText(*rule, policy),
@@ -150,7 +159,7 @@ void AgeOut(const TqVolumeInfo& volume, const TqRetentionPolicy& policy) {
 // --- missing lists ---
 
 /// Whether a list of that volume is there, under whatever tag: a volume may have been renamed. A folder that cannot be
-/// listed counts as holding one, so that a stub never replaces a list by mistake.
+/// listed whole counts as holding one, so that a stub never replaces a list by mistake.
 bool HasList(std::string_view vguid) {
   ListsFolderNames names;
   if (!ReadListsFolder(names)) return true;

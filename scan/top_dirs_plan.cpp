@@ -123,13 +123,25 @@ void LogPlannedVolumes(std::int32_t volumeCount, const TqVolumeInfo* defconVolum
       " top level drives selected for backup, ", interesting);
 }
 
+constexpr std::int64_t kListingPauseMillis = 1'000;
+
+/// Lists a directory for the plan. What is not told here is not walked at all, so an error that need not last gets a
+/// second chance. `error` as with any listing.
+bool ListToPlan(const TqString& path, TqFileInfoList& listing, int& error) {
+  const bool listed = TqFile::GetListOfFileInfosInDir(&path, &listing, &error);
+  if (TqFile::IsOfFolderAlone(error)) return listed;
+  TqSystem::SleepMillis(kListingPauseMillis);
+  return TqFile::GetListOfFileInfosInDir(&path, &listing, &error);
+}
+
 /// A first-level directory that is not skipped, and the directories in it.
 void PlanFirstLevelDir(Plan& plan, const TqString& path) {
   if (IsSkippedFirstLevelDir(path)) return;
   plan.push_back({kFirstLevel, path});
 
   TqFileInfoList listing;
-  if (!TqFile::GetListOfFileInfosInDir(&path, &listing)) {
+  int error = 0;
+  if (!ListToPlan(path, listing, error)) {
     Log("ERROR: GetListOfFileInfosInDir failed for SECOND: ", path);
     return;
   }
@@ -141,8 +153,8 @@ void PlanFirstLevelDir(Plan& plan, const TqString& path) {
   }
 }
 
-/// A mount point and two directory levels below it. One that cannot be listed is left out whole, so that no empty list
-/// ever replaces the volume's last good one.
+/// A mount point and two directory levels below it. One that cannot be listed to its end is left out whole, so that no
+/// empty or cut list ever replaces the volume's last good one.
 void PlanVolume(Plan& plan, std::int32_t volumeIndex, const TqString& mountPoint) {
   const TqString topDir = Joined("topDirIndex=", volumeIndex, ", ", ProcessIdText());
   // 4.1 The mount point itself.
@@ -152,7 +164,8 @@ void PlanVolume(Plan& plan, std::int32_t volumeIndex, const TqString& mountPoint
   // 4.2 Its listing.
   Log(topDir, ", Before_looking_in: ", mountPoint, " for files.");
   TqFileInfoList listing;
-  if (!TqFile::GetListOfFileInfosInDir(&mountPoint, &listing)) {
+  int error = 0;
+  if (!ListToPlan(mountPoint, listing, error) || !TqFile::IsOfFolderAlone(error)) {
     Log("ERROR: ", ProcessIdText(), ", GetListOfFileInfosInDir failed for TOP: ", mountPoint);
     plan.pop_back();
     return;

@@ -117,12 +117,13 @@ bool IsJunctionFolder(const TqString& dir) {
 }
 
 /// Lists `dir`. After a listing that failed or is not whole the volume is looked at again: when it is no longer the
-/// same, its unfinished list must never replace the good one. Nor must a list that lacks what memory was too short for.
+/// same, its unfinished list must never replace the good one. Nor must one that lacks what the machine had no means
+/// for.
 bool ListDir(TqWalk& walk, const TqString& dir, TqFileInfoList& listing) {
   int error = 0;
   const bool listed = TqFile::GetListOfFileInfosInDir(&dir, &listing, &error);
   if (error != 0) walk.output.NoteFailedListing(walk.volumePath, error);
-  if (error == ENOMEM && !listed) walk.output.NoteBroken(walk.listFilePath);
+  if (TqFile::IsOutOfMeans(error)) walk.output.NoteBroken(walk.listFilePath);
   return listed;
 }
 

@@ -8,41 +8,51 @@
 namespace platform {
 namespace {
 
-// Lists that the program reads are four levels deep; the limit keeps a hostile one from using up the stack.
+// Lists that the program reads are four levels deep and have a few values; the limits keep a hostile one from using up
+// the stack or, by values that stand in many places, the memory.
 constexpr int kMostLevels = 16;
+constexpr int kMostValues = 100'000;
 
-PropertyValue ValueOf(CFTypeRef object, std::span<const char* const> keys, int level);
-
-void FillItems(CFArrayRef array, std::span<const char* const> keys, int level, PropertyValue& value) {
-  value.type = PropertyValue::Type::kArray;
-  for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-    value.items.push_back(ValueOf(CFArrayGetValueAtIndex(array, i), keys, level + 1));
+/// Copies what is under `keys` out of a property list.
+class ValueReader {
+ public:
+  explicit ValueReader(std::span<const char* const> keys) : keys_(keys) {}
+  /// `object` is borrowed. Values beyond the limits count as of another type.
+  PropertyValue Read(CFTypeRef object, int level = 0) {
+    PropertyValue value;
+    if (level > kMostLevels || IsTooMuch() || ++values_ > kMostValues) return value;
+    if (const auto string = CfCast<CFStringRef>(object, CFStringGetTypeID())) {
+      value.type = PropertyValue::Type::kText;
+      value.text = TextOf(string).value_or("");
+    } else if (const auto array = CfCast<CFArrayRef>(object, CFArrayGetTypeID())) {
+      FillItems(array, level, value);
+    } else if (const auto dictionary = CfCast<CFDictionaryRef>(object, CFDictionaryGetTypeID())) {
+      FillFields(dictionary, level, value);
+    }
+    return value;
   }
-}
+  bool IsTooMuch() const { return values_ > kMostValues; }
 
-void FillFields(CFDictionaryRef dictionary, std::span<const char* const> keys, int level, PropertyValue& value) {
-  value.type = PropertyValue::Type::kDictionary;
-  for (const char* key : keys) {
-    const CfHolder<CFStringRef> name(CFStringCreateWithCString(kCFAllocatorDefault, key, kCFStringEncodingUTF8));
-    const void* field = name ? CFDictionaryGetValue(dictionary, name.Get()) : nullptr;
-    if (field != nullptr) value.fields.push_back({key, ValueOf(field, keys, level + 1)});
+ private:
+  void FillItems(CFArrayRef array, int level, PropertyValue& value) {
+    value.type = PropertyValue::Type::kArray;
+    const CFIndex count = CFArrayGetCount(array);
+    for (CFIndex i = 0; i < count && !IsTooMuch(); ++i) {
+      value.items.push_back(Read(CFArrayGetValueAtIndex(array, i), level + 1));
+    }
   }
-}
+  void FillFields(CFDictionaryRef dictionary, int level, PropertyValue& value) {
+    value.type = PropertyValue::Type::kDictionary;
+    for (const char* key : keys_) {
+      const CfHolder<CFStringRef> name(CFStringCreateWithCString(kCFAllocatorDefault, key, kCFStringEncodingUTF8));
+      const void* field = name ? CFDictionaryGetValue(dictionary, name.Get()) : nullptr;
+      if (field != nullptr) value.fields.push_back({key, Read(field, level + 1)});
+    }
+  }
 
-/// `object` is borrowed. Values below the deepest level count as of another type.
-PropertyValue ValueOf(CFTypeRef object, std::span<const char* const> keys, int level) {
-  PropertyValue value;
-  if (level > kMostLevels) return value;
-  if (const auto string = CfCast<CFStringRef>(object, CFStringGetTypeID())) {
-    value.type = PropertyValue::Type::kText;
-    value.text = TextOf(string).value_or("");
-  } else if (const auto array = CfCast<CFArrayRef>(object, CFArrayGetTypeID())) {
-    FillItems(array, keys, level, value);
-  } else if (const auto dictionary = CfCast<CFDictionaryRef>(object, CFDictionaryGetTypeID())) {
-    FillFields(dictionary, keys, level, value);
-  }
-  return value;
-}
+  std::span<const char* const> keys_;
+  int values_ = 0;
+};
 
 }  // namespace
 
@@ -73,7 +83,9 @@ PropertyListStatus ReadPropertyDictionary(const char* path, std::span<const char
   const CfHolder<CFPropertyListRef> list(
       CFPropertyListCreateWithData(kCFAllocatorDefault, data.Get(), kCFPropertyListImmutable, nullptr, nullptr));
   if (!list) return PropertyListStatus::kInvalid;
-  value = ValueOf(list.Get(), keys, 0);
+  ValueReader reader(keys);
+  value = reader.Read(list.Get());
+  if (reader.IsTooMuch()) return PropertyListStatus::kInvalid;
   return value.type == PropertyValue::Type::kDictionary ? PropertyListStatus::kOk : PropertyListStatus::kWrongType;
 }
 

@@ -134,9 +134,10 @@ int MacVolumes::ListMountedVolumes(std::vector<MountedVolume>& volumes) {
     step = CFURLEnumeratorGetNextURL(enumerator.Get(), &url, error.Receive());
     if (step == kCFURLEnumeratorSuccess && url != nullptr) volumes.push_back(DescribeVolume(url, keys.Get()));
   }
+  const auto pathless = std::erase_if(volumes, [](const MountedVolume& volume) { return volume.path.empty(); });
   PutRootFirst(volumes);
   // No system is without its boot volume: none at all is a failure, too.
-  return step != kCFURLEnumeratorEnd || volumes.empty() ? EIO : 0;
+  return step != kCFURLEnumeratorEnd || pathless > 0 || volumes.empty() ? EIO : 0;
 }
 
 int MacVolumes::QueryVolume(const char* mountPoint, VolumeAttributes& attributes) {

@@ -91,6 +91,22 @@ TEST_F(ListSwapTest, AVolumeWhoseListingsFailedGetsTimeToGoAway) {
   }
 }
 
+TEST_F(ListSwapTest, AnEarlyWaitSparesNoLaterVolumeItsOwn) {
+  const std::string lateList = std::string(kOtherGuid) + "_late_filelist.dat";
+  AddIdentified("/Volumes/Late", kOtherGuid);
+  AddEntry("0/Volumes/Late/", kOtherGuid);
+  PutList(lateList, "old");
+  PutList(lateList + ".future", "half");
+  for (const char* volume : {"/Volumes/Drive/", "/Volumes/Late/"}) output.NoteMount(volume);
+  output.NoteFailedListing("/Volumes/Drive/", EIO);
+  swapper.SwapInDefconListEarly(run, 1, &defconVolume);
+  EXPECT_EQ(List(kDriveList), "new") << "a bad spot, but the volume stayed";
+  output.NoteFailedListing("/Volumes/Late/", EIO);
+  fake.onSleep = [&](std::int64_t) { fake.Unmount("/Volumes/Late"); };
+  swapper.SwapInAllLists();
+  EXPECT_EQ(List(lateList), "old");
+}
+
 TEST_F(ListSwapTest, RenamesAreTriedTwelveTimes) {
   for (const int failing : {11, 12}) {
     PutLists();
