@@ -88,14 +88,14 @@ namespace TqFile {
 /// listing: with a true answer reading stopped midway, or an entry could not be queried and is left out.
 bool GetListOfFileInfosInDir(const TqString* dir, TqFileInfoList* list, int* error = nullptr);
 
-/// Fills one record; a final symbolic link is described, not followed. False for a null or empty path, a missing path,
-/// or when no attribute source works; the record is reset then.
 /// Whether a listing's error, 0 included, has to do with that folder alone; EDEADLK is a placeholder whose content is
 /// elsewhere. Other errors tell of a drive that fails or is gone, or of a machine out of means, and need not last.
 bool IsOfFolderAlone(int error);
 /// Whether the process or the machine had too little memory or too few descriptors.
 bool IsOutOfMeans(int error);
 
+/// Fills one record; a final symbolic link is described, not followed. False for a null or empty path, a missing path,
+/// or when no attribute source works; the record is reset then.
 bool GetInfoAboutFileOrDir(const TqString* path, TqFileInfo* info);
 bool GetInfoAboutFileOrDir(std::string_view path, TqFileInfo& info);
 

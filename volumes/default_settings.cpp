@@ -11,6 +11,7 @@
 #include "platform/platform.h"
 #include "selection/settings_edit.h"
 #include "selection/settings_text.h"
+#include "volumes/registry_lock.h"
 #include "volumes/volume_identity.h"
 #include "volumes/volume_query.h"
 #include "volumes/volume_registry.h"
@@ -93,6 +94,7 @@ bool WriteSettings(std::string_view path, const TqString& text) {
 
 /// Replaces the registry's entries of the selected volumes or appends them; every other entry stays.
 bool RegisterVolumes(const TqVolumeInfoList& selected) {
+  const TqUiUtil::RegistryLock lock;
   TqString shortId;
   TqVolumeInfoList registry;
   if (!TqUiUtil::TqVolumesXml_ReadTqVolumesXmlFile(shortId, registry)) {
@@ -110,6 +112,14 @@ bool RegisterVolumes(const TqVolumeInfoList& selected) {
   return TqUiUtil::TqVolumesXml_WriteTqVolumesXmlFile(shortId, registry);
 }
 
+/// An empty registry where there is none.
+void WriteStagingRegistry() {
+  const TqUiUtil::RegistryLock lock;
+  const TqString path = TqUiUtil::TqVolumesXmlPath();
+  if (TqFile::Exists(path) || TqUiUtil::TqVolumesXml_WriteTqVolumesXmlFile("000", TqVolumeInfoList(), true)) return;
+  Log(kCreator, "could not write prelim stagin file: ", path);
+}
+
 }  // namespace
 
 bool CreateDefault_tqinfo_xml(std::string_view path, const TqStringVector& onlyMountPoints) {
@@ -121,10 +131,7 @@ bool CreateDefault_tqinfo_xml(std::string_view path, const TqStringVector& onlyM
   TqInstall::CreateDataFolder();
   TqVolumeInfoList attached;
   TqUiUtil::QueryAllAttachedVolumesForVolumeInfo(&attached);
-  if (!TqFile::Exists(TqUiUtil::TqVolumesXmlPath()) &&
-      !TqUiUtil::TqVolumesXml_WriteTqVolumesXmlFile("000", TqVolumeInfoList(), true)) {
-    Log(kCreator, "could not write prelim stagin file: ", TqUiUtil::TqVolumesXmlPath());
-  }
+  WriteStagingRegistry();
   TqVolumeInfoList selected;
   SelectVolumes(attached, onlyMountPoints, selected);
   return WriteSettings(path, DefaultTqInfoText(NamesOf(selected), ScratchVolume(), ComputerName())) &&

@@ -1,7 +1,6 @@
 // Changes to the registry: new vguids, volumes added, the refresh from the attached volumes.
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <string>
 
@@ -13,8 +12,8 @@
 #include "base/system_info.h"
 #include "base/text_codec.h"
 #include "base/xml_snippets.h"
-#include "platform/descriptor.h"
 #include "platform/platform.h"
+#include "volumes/registry_lock.h"
 #include "volumes/retry.h"
 #include "volumes/volume_identity.h"
 #include "volumes/volume_query.h"
@@ -30,26 +29,6 @@ constexpr std::string_view kAdder = "ERROR: TqUiUtil::TqVolumesXml_AddNewTqVolum
 constexpr std::string_view kAssigner = "ERROR: TqUiUtil::TqVolumesXml_AssignNewTqVolumeGuidToVolume - ";
 constexpr std::string_view kRefresher = "ERROR: TqUiUtil::TqVolumesXml_QueryAttachDrives_UpdateTqVolXml - ";
 constexpr std::string_view kFirstShortId = "001";
-
-constexpr std::int64_t kLockWaitMillis = 5'000;
-constexpr std::int64_t kLockPauseMillis = 20;
-
-/// Keeps other processes from changing the registry meanwhile: two assignments at once would give one short id, or even
-/// one vguid, to two volumes, and one would write over the other's line. The system's lock on the data folder itself,
-/// so that no file is left and a killed process holds nothing. Whoever does not get it in time goes on without.
-class RegistryLock {
- public:
-  RegistryLock() {
-    if (folder_.Open(TqInstall::DataFolder().c_str(), platform::OpenMode::kRead) != 0) return;
-    const bool isMine = Retry(kLockWaitMillis / kLockPauseMillis, kLockPauseMillis, [this](int) {
-      return platform::TheFiles().TryLockExclusive(folder_.Get()) != EWOULDBLOCK;
-    });
-    if (!isMine) Log("WARNING: another process has been changing the volume registry for long, not waiting any more");
-  }
-
- private:
-  platform::Descriptor folder_;
-};
 
 /// Puts a registry that cannot be read aside, so that writing a new one destroys nothing. True when the name is free.
 bool SetDamagedRegistryAside() {
@@ -204,8 +183,14 @@ void RepairFromSettings(TqVolumeInfoList& known) {
   }
 }
 
-/// The lock is held.
-bool AddVguid(std::string_view mountPoint, std::string_view vguid) {
+}  // namespace
+
+TqString CreateNewTqVolumeGuid() {
+  return Joined("v", NextShortId(), NewGuidBody());
+}
+
+bool TqVolumesXml_AddNewTqVolumeGuid(std::string_view mountPoint, std::string_view vguid) {
+  const RegistryLock lock;
   if (!IsVguid(vguid)) {
     Log(kAdder, "the28CharVguidIn bad format, wrong length: ", vguid);
     return false;
@@ -235,17 +220,6 @@ bool AddVguid(std::string_view mountPoint, std::string_view vguid) {
   return true;
 }
 
-}  // namespace
-
-TqString CreateNewTqVolumeGuid() {
-  return Joined("v", NextShortId(), NewGuidBody());
-}
-
-bool TqVolumesXml_AddNewTqVolumeGuid(std::string_view mountPoint, std::string_view vguid) {
-  const RegistryLock lock;
-  return AddVguid(mountPoint, vguid);
-}
-
 bool TqVolumesXml_AssignNewTqVolumeGuidToVolume(std::string_view mountPoint) {
   const TqString mount(mountPoint);
   TqInstall::CreateDataFolder();  // its failure shows in the writes below
@@ -257,7 +231,7 @@ bool TqVolumesXml_AssignNewTqVolumeGuidToVolume(std::string_view mountPoint) {
     Log(kAssigner, "TqFile::WriteVolumeGuidIntoDotTqVolDirOnVolume failed for volume ", mount, " with err: ", code);
     return false;
   }
-  if (!AddVguid(mount, vguid)) {
+  if (!TqVolumesXml_AddNewTqVolumeGuid(mount, vguid)) {
     Log(kAssigner, "TqFile::TqVolumesXml_AddNewTqVolumeGuid failed for mount: ", mount);
     return false;
   }
