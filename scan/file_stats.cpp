@@ -42,8 +42,7 @@ const TqCategory& CategoryAt(int index) {
 TqCategoryTables::TqCategoryTables() : categories_(kTableBuckets) {}
 
 void TqCategoryTables::Add(int category, const TqString& extension) {
-  lastEnding_ = kNoExtension;
-  lastCategory_ = kOtherCategory;
+  last_.Forget();
   std::uint64_t known = kOtherCategory;
   categories_.Lookup(extension.c_str(), known);
   if (static_cast<std::uint64_t>(category) < known) {
@@ -52,16 +51,13 @@ void TqCategoryTables::Add(int category, const TqString& extension) {
 }
 
 int TqCategoryTables::CategoryOf(std::string_view path) const {
-  if (path.ends_with(lastEnding_.View())) return lastCategory_;
-  const std::string_view extension = ExtensionOf(path);
-  if (extension.empty()) return kOtherCategory;
-  std::uint64_t category = kOtherCategory;
-  lowerCased_ = extension;
-  lowerCased_.LowerCase();
-  categories_.Lookup(lowerCased_.c_str(), category);
-  lastEnding_ = path.substr(path.size() - extension.size() - 1);
-  lastCategory_ = static_cast<int>(category);
-  return lastCategory_;
+  return last_.Of(path, [this](std::string_view extension) {
+    std::uint64_t category = kOtherCategory;
+    lowerCased_ = extension;
+    lowerCased_.LowerCase();
+    categories_.Lookup(lowerCased_.c_str(), category);
+    return static_cast<int>(category);
+  });
 }
 
 void ParseTqInfoForFileSetHashes(TqCategoryTables& tables) {

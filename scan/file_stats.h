@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/hash_table.h"
+#include "base/remembered_extension.h"
 #include "base/string.h"
 
 /// The ten named categories in the order of their tables, then other and everything.
@@ -38,13 +39,9 @@ class TqCategoryTables {
   int CategoryOf(std::string_view path) const;
 
  private:
-  static constexpr std::string_view kNoExtension = "/";  ///< an ending of paths without one
-
   TqHashTable categories_;  ///< the ten tables in one: a file costs one look-up
-  // The last extension as it was given, with its period, and its category: most files of a directory are of one kind.
-  mutable TqString lastEnding_{kNoExtension};
+  mutable TqRememberedExtension<int> last_{kOtherCategory};
   mutable TqString lowerCased_;  ///< scratch, so that a file costs no allocation
-  mutable int lastCategory_ = kOtherCategory;
 };
 
 /// Fills the ten tables from the settings file's `filesetdef` elements (problems are logged; tables stay empty then).

@@ -7,8 +7,7 @@
 namespace TqInfoManager {
 namespace {
 
-constexpr std::size_t kLongestPrefix = 5000;    // a longer one never matches
-constexpr std::string_view kNoExtension = "/";  // an ending of paths without one
+constexpr std::size_t kLongestPrefix = 5000;  // a longer one never matches
 
 // --- one rule, exactly ---
 
@@ -73,10 +72,7 @@ void TqRuleMatcher::Build(TqExcludeFilenameRule* rules, std::int32_t count) {
   ChooseKeys();
   FileRules();
   CollectPrefixes();
-  constexpr std::int64_t kLongestName = 255;
-  lastEnding_ = kNoExtension;
-  lastEnding_.Reserve(kLongestName);
-  lastExtensionKey_ = kAlways;
+  lastExtensionKey_.Forget();
   EnterDirectory({});
 }
 
@@ -188,14 +184,11 @@ void TqRuleMatcher::EnterDirectory(const TqJudgedPath& directory) {
 }
 
 std::uint32_t TqRuleMatcher::ExtensionKey(std::string_view path) {
-  if (path.ends_with(lastEnding_.View())) return lastExtensionKey_;
-  const std::string_view extension = ExtensionOf(path);
-  if (extension.empty()) return kAlways;
-  std::uint64_t key = kAlways;
-  extensions_->Lookup(extension.data(), key);
-  lastEnding_ = path.substr(path.size() - extension.size() - 1);
-  lastExtensionKey_ = static_cast<std::uint32_t>(key);
-  return lastExtensionKey_;
+  return lastExtensionKey_.Of(path, [this](std::string_view extension) {
+    std::uint64_t key = kAlways;
+    extensions_->Lookup(extension.data(), key);
+    return static_cast<std::uint32_t>(key);
+  });
 }
 
 /// Looks through one drawer for a rule that matches and stands before `best`.

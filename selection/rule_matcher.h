@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "base/hash_table.h"
+#include "base/remembered_extension.h"
 #include "selection/prefix_tree.h"
 #include "selection/rule_index.h"
 #include "selection/text_finder.h"
@@ -99,8 +100,7 @@ class TqRuleMatcher {
 
   std::vector<std::uint32_t> matched_;  ///< groups that apply: the catch-all ones, the directory's, the file's
   Directory directory_;
-  TqString lastEnding_;  ///< the last extension with its period, and its key: most files of a directory are of one kind
-  std::uint32_t lastExtensionKey_ = kAlways;
+  TqRememberedExtension<std::uint32_t> lastExtensionKey_{kAlways};
 };
 
 }  // namespace TqInfoManager
