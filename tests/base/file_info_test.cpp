@@ -28,7 +28,7 @@ TEST_F(FileInfoTest, ListsEveryKindInTheSystemsOrder) {
   file.finderFlags = 0xA000;
   file.linkCount = 3;
   fake.MakeLink("/d/link", "/d/folder");
-  fake.MakeFolders("/d/folder").finderFlags = 0x8000;
+  fake.MakeFolders("/d/folder").finderFlags = 0xA000;
   fake.MakeSpecial("/d/fifo", platform::EntryKind::kFifo).rsrcSize = 9;
   EXPECT_EQ(Listed("/d/"), "/d/zeta /d/link /d/folder /d/fifo ");
   const TqFileInfo& zeta = *list.Get(0);
@@ -36,11 +36,18 @@ TEST_F(FileInfoTest, ListsEveryKindInTheSystemsOrder) {
   EXPECT_TRUE(zeta.linkCount == 1 && zeta.isAlias && !zeta.isPackage);
   const TqFileInfo& link = *list.Get(1);  // the fake reports no creation time
   EXPECT_TRUE(link.isSpecial && !link.isDir && link.createTimeMs == link.modTimeMs);
-  EXPECT_TRUE(list.Get(2)->isDir && !list.Get(2)->isSpecial && !list.Get(2)->isAlias);
+  const TqFileInfo& folder = *list.Get(2);
+  EXPECT_TRUE(folder.isDir && folder.isPackage && !folder.isSpecial && !folder.isAlias);
   EXPECT_TRUE(list.Get(3)->isSpecial && list.Get(3)->rsrcSize == 0);
+
+  // The next listing uses the records again: nothing may be left of their former entries.
+  fake.MakeLink("/other/link", "/d");
+  fake.MakeFolders("/other/folder");
   fake.WriteFile("/other/small", "1");
-  EXPECT_EQ(Listed("/other"), "/other/small ");
-  EXPECT_TRUE(!zeta.isAlias && zeta.TotalSize() == 1);  // nothing is left of the record's former entry
+  EXPECT_EQ(Listed("/other"), "/other/link /other/folder /other/small ");
+  EXPECT_TRUE(zeta.isSpecial && !zeta.isAlias && zeta.TotalSize() == 2);
+  EXPECT_TRUE(link.isDir && !link.isSpecial && link.TotalSize() == 0);
+  EXPECT_FALSE(folder.isDir || folder.isPackage);
 }
 
 TEST_F(FileInfoTest, PackagesAreFoldersWithTheBundleFlagOrTheSuffixLetters) {

@@ -32,20 +32,22 @@ TEST_F(FileIoTest, NeverWritesThroughLinksAliasesOrHardLinks) {
 }
 
 TEST_F(FileIoTest, ALinkThatTakesTheNameMeanwhileIsLeftAlone) {
-  for (const bool isHardLink : {false, true}) {
+  const std::pair<std::function<void()>, const char*> takers[] = {
+      {[&] { fake.MakeLink("/t/state", "/t/secret"); }, "<missing>"},
+      {[&] { fake.Find("/t/state")->linkCount = 2; }, "secret"},
+      {[&] { fake.MakeSpecial("/t/state", platform::EntryKind::kFifo); }, "<missing>"}};
+  for (const auto& [takeName, left] : takers) {
     FakePlatform::Node& secret = fake.WriteFile("/t/secret", "secret");
     secret.mode = 0600;
     fake.fault = [&](std::string_view operation, std::string_view path) {
-      if (operation != "open" || path != "/t/state") return 0;
-      if (!isHardLink) fake.MakeLink("/t/state", "/t/secret");
-      fake.Find("/t/state")->linkCount = isHardLink ? 2 : 1;
+      if (operation == "open" && path == "/t/state") takeName();
       return 0;
     };
     fake.WriteFile("/t/state", "secret").mode = 0600;
     EXPECT_FALSE(TqFile::WriteFileToDisk("/t/state", "new", 3));
     fake.WriteFile("/t/state", "secret").mode = 0600;
     EXPECT_FALSE(TqFile::AppendStringToFile("/t/state", "new"));
-    EXPECT_EQ(fake.ReadFile("/t/state"), isHardLink ? "secret" : "<missing>");
+    EXPECT_EQ(fake.ReadFile("/t/state"), left);
     EXPECT_TRUE(secret.content == "secret" && secret.mode == 0600U);
   }
 }

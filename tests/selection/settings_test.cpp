@@ -54,8 +54,9 @@ TEST_F(SettingsTest, MissingAttributesKeepTheirSettingUnlessTheyHaveADefault) {
 
 TEST_F(SettingsTest, SelectedVolumesAndBlockedNetworks) {
   Read(Volume(kVguid, "/") + Volume(kVguid.substr(1), "/27") + Volume(kVguid, "/again") +
-       Volume(std::string(28, 'b'), "") + "<tqvolume mountPointPath=\"/x\" /><tqvolume tqVolumeGuid=\"" + kVguid +
-       "\" />" + Volume(std::string(28, 'c'), "/Volumes/C") +
+       Volume(std::string(28, 'b'), "") + Volume("v000/../../../../etc/passwd0", "/Volumes/P") +
+       "<tqvolume mountPointPath=\"/x\" /><tqvolume tqVolumeGuid=\"" + kVguid + "\" />" +
+       Volume(std::string(28, 'c'), "/Volumes/C") +
        "<tqblocked_network blocked_network_name=\"Cafe\" blocked_network_mac_addr=\"00:11\" />"
        "<tqblocked_network blocked_network_name=\"\" blocked_network_mac_addr=\"00:12\" />"
        "<tqblocked_network blocked_network_name=\"Short\" blocked_network_mac_addr=\"0\" />"

@@ -48,7 +48,9 @@ TEST_F(VolumeRegistryTest, AnUnfinishedFileIsTriedNineTimes) {
 TEST_F(VolumeRegistryTest, BadLinesAreSkipped) {
   const std::string disk = "tqVolumeGuid=\"v001aaaaaaaaaaaaaaaaaaaaaaaa\" ", root = "mountPointPathHex=\"2f\"";
   EXPECT_EQ(ReadLine("", root + " />\n<tqvolume " + disk + root), "000 v001 /;");
-  EXPECT_EQ(ReadLine("00b", "tqVolumeGuid=\"v1\" " + root), "00b ");
+  for (const std::string bad : {"v1", "v001/../../../../etc/passwd0"}) {  // the second is as long as a vguid
+    EXPECT_EQ(ReadLine("00b", "tqVolumeGuid=\"" + bad + "\" " + root), "00b ") << bad;
+  }
   EXPECT_EQ(ReadLine("", disk + "mountPointPath=\"/P/\""), "000 v001 /P/;");
   for (const char* mountPoint : {"mountPointPathHex=\"2g\"", "mountPointPathHex=\"\"", "mountPointPath=\"\"", ""}) {
     EXPECT_EQ(ReadLine("", disk + mountPoint), "000 ") << mountPoint;
@@ -135,9 +137,14 @@ TEST_F(VolumeRegistryTest, TellsTheFirstPairOfEqualGuids) {
 }
 
 TEST_F(VolumeRegistryTest, AChangeWaitsForAnotherProcessButNotForever) {
-  Fail("lock", kData, EWOULDBLOCK, 3);
-  EXPECT_TRUE(TqVolumesXml_AddNewTqVolumeGuid("/Volumes/A", kDiskGuid));
-  EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(3, 20'000));
+  WriteSettingsFile({{kDiskGuid, "/Volumes/A/"}});
+  for (void (*change)() : {+[] { TqVolumesXml_AddNewTqVolumeGuid("/Volumes/A", kDiskGuid); },
+                           +[] { TqVolumesXml_QueryAttachDrives_UpdateTqVolXml(); }}) {
+    fake.sleepsMicros.clear();
+    Fail("lock", kData, EWOULDBLOCK, 3);
+    change();
+    EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(3, 20'000));
+  }
   Fail("lock", kData, EWOULDBLOCK);
   EXPECT_TRUE(TqVolumesXml_AddNewTqVolumeGuid("/Volumes/B", kOtherGuid));
   EXPECT_TRUE(fake.sleepsMicros.size() == 3 + 249 && Logged("not waiting any more"));
