@@ -38,7 +38,13 @@ TEST_F(CommandsTest, ForksAndSignaturesOfTheMac) {
 TEST_F(CommandsTest, ExclusiveFileIsHeldToItsEnd) {
   const std::string opening = "Opening this file exclusively: /tmp/file\n";
   fake.WriteFile("/tmp/file", "x");
+  std::size_t pausesUntilClosed = 0;
+  fake.fault = [&](std::string_view operation, std::string_view path) {
+    if (operation == "close" && path == "/tmp/file") pausesUntilClosed = fake.sleepsMicros.size();
+    return 0;
+  };
   EXPECT_EQ(Call({"-open_file_exclusive", "/tmp/file"}), 0);
+  EXPECT_EQ(pausesUntilClosed, 1000U);
   EXPECT_TRUE(out.starts_with(opening + "Holding file exclusively seconds=0 ...\n"));
   EXPECT_TRUE(out.ends_with("Holding file exclusively seconds=4995 ...\nReleased file: /tmp/file\n"));
   EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(1000, 5'000'000));
@@ -65,6 +71,8 @@ TEST_F(CommandsTest, BackslashAtTheEndBelongsToTheName) {
   Call({"-dirlist", "/Users/x\\/a\\"});
   EXPECT_EQ(out, "Directory does not exist: /Users/x\\/a\\\n");
   Call({"-fileinfo", "/Users/x\\/a\\"});
+  EXPECT_EQ(out, "FileInfo for: /Users/x\\/a\\\nFile does not exist.\n");
+  Call({"-copy_rsrc_fork", "/Users/x\\/a\\", "/tmp/fork"});
   EXPECT_EQ(out, "FileInfo for: /Users/x\\/a\\\nFile does not exist.\n");
 }
 

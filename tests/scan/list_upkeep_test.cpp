@@ -62,11 +62,27 @@ TEST_F(ListUpkeepTest, NoStubForAVolumeThatWasSeen) {
   keepsList("not selected");
 }
 
+TEST_F(ListUpkeepTest, AgingAsksTheVolumeItselfOnceMore) {
+  PutRegistry({40});
+  for (const auto& [vguid, isKept] : {std::pair{kDiskGuid, true}, {kOtherGuid, false}}) {
+    Selected();  // sees no drive
+    AddIdentified("/Volumes/Drive", vguid);
+    WriteStubsForUnseenVolumes(selected, ReadRetentionPolicy(), swapper);
+    EXPECT_EQ(List(kDriveList) == kOldList, isKept) << vguid;
+    fake.Unmount("/Volumes/Drive");
+  }
+}
+
 TEST_F(ListUpkeepTest, MissingListGetsAStubAfterASecondLook) {
   Fail("list", "");
   FillMissing();
   EXPECT_EQ(List(kDriveList), kOldList) << "a folder that cannot be listed proves nothing";
   fake.fault = nullptr;
+  fake.Find(Data("tqfilelists"))->readErrno = EIO;
+  fake.Find(Data("tqfilelists"))->readErrnoAfter = 1;
+  FillMissing();
+  EXPECT_EQ(List(kDriveList), kOldList) << "nor does one that cannot be listed to its end";
+  fake.Find(Data("tqfilelists"))->readErrno = 0;
   RemoveList(kDriveList);
   PutList(std::string(kDiskGuid) + "_old__filelist.dat", "there");
   FillMissing();

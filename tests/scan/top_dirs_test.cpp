@@ -61,6 +61,30 @@ TEST_F(TopDirsTest, PlansTwoLevelsOfEveryAttachedVolumeSortedByPath) {
   EXPECT_EQ(list.count, 13);
 }
 
+TEST_F(TopDirsTest, WhatNeedNotLastGetsASecondListingAndAMountPointIsPlannedWholeOrNotAtAll) {
+  AddIdentified("/Volumes/Data", kDiskGuid);
+  fake.MakeFolders("/Volumes/Data/a/x");
+  Select({{kDiskGuid, "/Volumes/Data/"}});
+  const std::string top = "0/Volumes/Data/;1/Volumes/Data/.tqvol/;1/Volumes/Data/a/;",
+                    all = top + "2/Volumes/Data/a/x/;";
+  const std::tuple<const char*, int, bool, std::string> cases[] = {{"/Volumes/Data", EIO, false, ""},
+                                                                   {"/Volumes/Data", EIO, true, all},
+                                                                   {"/Volumes/Data/a", EIO, false, top},
+                                                                   {"/Volumes/Data/a", EIO, true, all},
+                                                                   {"/Volumes/Data/a", EACCES, false, top}};
+  for (const auto& [folder, error, recovers, planned] : cases) {
+    FakePlatform::Node& node = *fake.Find(folder);
+    node.readErrno = error;  // at the first entry behind ".tqvol", or at once
+    node.readErrnoAfter = node.children.size() > 1 ? 1 : 0;
+    fake.sleepsMicros.clear();
+    fake.onSleep = [&, mends = recovers](std::int64_t) { node.readErrno = mends ? 0 : error; };
+    Plan();
+    EXPECT_EQ(All(list.dirs), planned) << folder << recovers;
+    EXPECT_EQ(fake.sleepsMicros, std::vector<std::int64_t>(error == EACCES ? 0 : 1, 1'000'000));
+    node.readErrno = 0;
+  }
+}
+
 TEST_F(TopDirsTest, LeavesOutPrintersOnlyInLowerCase) {
   for (const char* folder : {"/library/printers/x", "/library/Printers"}) fake.MakeFolders(folder);
   Select({{kRootGuid, "/"}});  // without any filter no directory counts as excluded

@@ -92,7 +92,7 @@ TEST_F(WalkerTest, ListsATreeInPreOrderInTheOrderOfTheListing) {
 
 TEST_F(WalkerTest, HostileNamesNeverForgeALine) {
   for (const char* name : {"line\nf\t0", "re\rturn", "back\\slash", "\xFF\xFE", "tab\there", ".hidden",
-                           "b\\d/deep\\er/x", "ends\\/x", "new\nline/x", "lit_-backslash-_eral/x"}) {
+                           "b\\d/deep\\er/x", "\\begins/x", "ends\\/x", "new\nline/x", "lit_-backslash-_eral/x"}) {
     fake.WriteFile(std::string("/h/") + name, "x");
   }
   const auto f = [](const std::string& path) { return Line("f", 1, path); };
@@ -191,6 +191,18 @@ TEST_F(WalkerTest, LargeFilesAreListedAsideWithTheRulesAnswer) {
   EXPECT_EQ(totals.num[kEverythingCategory], 2);
 }
 
+TEST_F(WalkerTest, ABackslashInAVolumesNameHidesNoRule) {
+  fake.WriteFile("/Volumes/a\\b/music.mov", "x");
+  TqExcludeFilenameRule rule;
+  char prefix[] = "music";
+  rule.skipFirstCharThenStartsWith = prefix;
+  walk.rules = &rule;
+  walk.ruleCount = 1;
+  OneLevel("/Volumes/a_-backslash-_b");
+  EXPECT_EQ(totals.num[kEverythingCategory], 0);
+  EXPECT_FALSE(Logged("unknown external volume situation"));
+}
+
 TEST_F(WalkerTest, UnreadableDirectoriesGetNoBlock) {
   for (const char* closed : {"/u/closed", "/u/b\\d"}) fake.MakeFolders(closed).openErrno = EACCES;
   for (const char* file : {"/u/cut/one", "/u/cut/two"}) fake.WriteFile(file, "");
@@ -198,6 +210,22 @@ TEST_F(WalkerTest, UnreadableDirectoriesGetNoBlock) {
   EXPECT_EQ(Walk("/u"), Block("/u", 0) + Block("/u/cut", 1, Line("f", 0, "/u/cut/one")));
   EXPECT_EQ(OneLevel("/u/b_-backslash-_d"), "");
   EXPECT_FALSE(output.IsInterrupted("/Volumes/Data/")) << "the volume is still the same";
+}
+
+TEST_F(WalkerTest, AListThatLacksWhatTheMachineHadNoMeansForIsNotWhole) {
+  for (const char* file : {"/u/one", "/u/two"}) fake.WriteFile(file, "");
+  FakePlatform::Node& folder = *fake.Find("/u");
+  folder.readErrnoAfter = 1;
+  for (const auto& [error, isWhole] :
+       {std::pair{EACCES, true}, {EIO, true}, {ENOMEM, false}, {ENFILE, false}, {EMFILE, false}}) {
+    for (int* failing : {&folder.openErrno, &folder.readErrno}) {
+      *failing = error;
+      output = TqListOutput(/*bufferingOff=*/false);
+      Walk("/u");
+      EXPECT_EQ(output.IsWhole(walk.listFilePath), isWhole) << error;
+      *failing = 0;
+    }
+  }
 }
 
 TEST_F(WalkerTest, AVolumeThatVanishesMidWalkIsMarked) {
