@@ -8,6 +8,7 @@ import xml.etree.ElementTree as ElementTree
 import golden
 import mac_root
 import scan_case
+from commands_states_test import SCANS, every_command
 from scan_case import ScanCase
 
 STAMP = 1_700_000_000  # 2023-11-14 22:13:20 GMT
@@ -17,6 +18,14 @@ ARCHITECTURES = {"x86_64": "x86_64", "aarch64": "arm64"}
 def windows_library():
     header = struct.pack("<4sHHIIIHH", b"PE\0\0", 0x8664, 1, 0, 0, 0, 240, 0x2022)
     return (b"MZ".ljust(0x3C, b"\0") + struct.pack("<I", 0x80)).ljust(0x80, b"\0") + header + b"\x0b\x02" + bytes(4000)
+
+
+class Coverage(ScanCase):
+    def test_every_command_has_a_golden_answer(self):
+        texts = dict.fromkeys(("data", "host", "system", "photos", "away", "architecture"), "/")
+        called = {os.fsdecode(case.words[0]) for name in os.listdir(golden.FOLDER)
+                  for cases in golden.read(name, texts).values() for case in cases}
+        self.assertEqual({word for word, *_ in every_command()} - called - {"-h", *SCANS}, set())
 
 
 class GoldenAnswers(ScanCase):

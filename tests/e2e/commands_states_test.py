@@ -1,5 +1,5 @@
 """The commands in every state of the client: during a scan, without data folder or settings, with damaged state files.
-And what single commands do besides printing: locks, modes, files written."""
+And what single commands do besides printing: files written and their modes, identities assigned, programs run."""
 
 import os
 import pathlib
