@@ -58,7 +58,11 @@ std::string ArchitectureWord(std::string_view machine) {
 std::string GroupedInThrees(std::int64_t number) {
   std::string text = std::to_string(number);
   const std::size_t firstDigit = number < 0 ? 1 : 0;
-  for (std::size_t at = text.size(); at > firstDigit + 3;) text.insert(at -= 3, 1, ',');
+  std::size_t groupAt = text.size();
+  while (groupAt > firstDigit + 3) {
+    groupAt -= 3;
+    text.insert(groupAt, 1, ',');
+  }
   return text;
 }
 

@@ -101,9 +101,10 @@ FakePlatform::Node& FakePlatform::MakeFolders(std::string_view path) {
 FakePlatform::Node& FakePlatform::MakeSpecial(std::string_view path, EntryKind kind, std::string_view content) {
   const std::string plain = WithoutTrailingSlash(path);
   const std::size_t nameStart = plain.rfind('/') + 1;
-  Node& node = *(PlaceOf(MakeFolders(plain.substr(0, nameStart)), plain.substr(nameStart)) = NewNode(kind));
-  node.content = content;
-  return node;
+  std::shared_ptr<Node>& place = PlaceOf(MakeFolders(plain.substr(0, nameStart)), plain.substr(nameStart));
+  place = NewNode(kind);
+  place->content = content;
+  return *place;
 }
 
 bool FakePlatform::Remove(std::string_view path) {
@@ -222,8 +223,9 @@ int FakePlatform::Open(const char* path, OpenMode openMode, unsigned mode, int& 
     const std::shared_ptr<Node> parent = ParentOf(path, name);
     if (parent == nullptr) return ENOENT;
     if (diskBytesLeft == 0) return ENOSPC;
-    node = PlaceOf(*parent, name) = NewNode(EntryKind::kRegular);
+    node = NewNode(EntryKind::kRegular);
     node->mode = mode & ~022U;
+    PlaceOf(*parent, name) = node;
   }
   descriptor = nextDescriptor_++;
   open_[descriptor] = {node, path};
@@ -303,7 +305,9 @@ int FakePlatform::MakeDirectory(const char* path, unsigned mode) {
   const std::shared_ptr<Node> parent = ParentOf(path, name);
   if (parent == nullptr) return name.empty() ? EEXIST : ENOENT;
   if (ChildOf(*parent, name) != nullptr) return EEXIST;
-  (PlaceOf(*parent, name) = NewNode(EntryKind::kDirectory))->mode = mode;
+  std::shared_ptr<Node>& place = PlaceOf(*parent, name);
+  place = NewNode(EntryKind::kDirectory);
+  place->mode = mode;
   return 0;
 }
 

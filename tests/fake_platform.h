@@ -224,7 +224,10 @@ class FakePlatform : public platform::Files, public platform::Volumes, public pl
   std::uint64_t HardwareMemoryBytes() override { return 17'179'869'184; }
   std::string MachineName() override { return "arm64"; }
   bool IsTranslatedProcess() override { return false; }
-  bool Query64BitHardware(bool& is64Bit) override { return is64Bit = true; }
+  bool Query64BitHardware(bool& is64Bit) override {
+    is64Bit = true;
+    return true;
+  }
   bool HostName(std::string& name) override {
     name = "TestHost.local";
     return true;

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <tuple>
 
 #include "platform/platform.h"
 #include "platform/whole_file.h"
@@ -90,7 +91,7 @@ TEST_F(HostFilesTest, ListsEveryKindOfEntryWithoutFollowingOrOpeningIt) {
 
   Collector seen;
   const ListResult result = files.ListDirectory(root.c_str(), seen);
-  EXPECT_TRUE(result.openErrno == 0 && result.readErrno == 0);
+  EXPECT_EQ(std::tuple(result.openErrno, result.readErrno), std::tuple(0, 0));
   EXPECT_EQ(seen.entries.size(), 10U);
   for (const std::string& name : {std::string("file"), std::string("sparse"), std::string("hard"), hostile, longest}) {
     EXPECT_TRUE(seen.entries.contains(name) && seen.entries[name].kind == EntryKind::kRegular) << name;
@@ -103,8 +104,10 @@ TEST_F(HostFilesTest, ListsEveryKindOfEntryWithoutFollowingOrOpeningIt) {
     EXPECT_EQ(seen.entries[name].kind, kind) << name;
   }
   const EntryAttributes& file = seen.entries["file"];
-  EXPECT_TRUE(file.dataSize == 5 && file.modTimeSec == 1'234'567'890 && file.createTimeSec != 1'234'567'890);
-  EXPECT_TRUE(seen.entries["sparse"].dataSize == std::int64_t{5} << 30 && seen.entries["hard"].linkCount == 2);
+  EXPECT_EQ(std::tuple(file.dataSize, file.modTimeSec), std::tuple(5, 1'234'567'890));
+  EXPECT_NE(file.createTimeSec, 1'234'567'890);
+  EXPECT_EQ(seen.entries["sparse"].dataSize, std::int64_t{5} << 30);
+  EXPECT_EQ(seen.entries["hard"].linkCount, 2U);
 
   EntryAttributes device;
   EXPECT_TRUE(files.QueryEntry("/dev/null", device) == 0 && device.kind == EntryKind::kCharacterDevice);
@@ -181,12 +184,15 @@ TEST_F(HostFilesTest, OpensInEveryModeWithoutHangingOrFollowing) {
   std::size_t written = 0;
   ASSERT_EQ(Open("new", OpenMode::kCreateExclusive), 0);
   EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0);
-  EXPECT_TRUE(files.Write(descriptor, "hello world", 11, written) == 0 && written == 11);
+  EXPECT_EQ(files.Write(descriptor, "hello world", 11, written), 0);
+  EXPECT_EQ(written, 11U);
   char text[6] = "";
   std::size_t got = 0;
-  EXPECT_TRUE(files.Seek(descriptor, 6) == 0 && files.Read(descriptor, text, 5, got) == 0 &&
-              text == std::string("world"));
-  EXPECT_TRUE(files.Read(descriptor, text, 5, got) == 0 && got == 0);
+  EXPECT_EQ(files.Seek(descriptor, 6), 0);
+  EXPECT_EQ(files.Read(descriptor, text, 5, got), 0);
+  EXPECT_STREQ(text, "world");
+  EXPECT_EQ(files.Read(descriptor, text, 5, got), 0);
+  EXPECT_EQ(got, 0U);
   EXPECT_EQ(Open("new", OpenMode::kCreateExclusive), EEXIST);
   MakeLink("link", "elsewhere");
   EXPECT_EQ(Open("link", OpenMode::kCreateExclusive), EEXIST);
@@ -209,7 +215,8 @@ TEST_F(HostFilesTest, OpensInEveryModeWithoutHangingOrFollowing) {
 TEST_F(HostFilesTest, TellsOfAFullDiskAndLocksExclusively) {
   std::size_t written = 99;
   ASSERT_EQ(files.Open("/dev/full", OpenMode::kAppend, 0666, descriptor), 0);
-  EXPECT_TRUE(files.Write(descriptor, "x", 1, written) == ENOSPC && written == 0);
+  EXPECT_EQ(files.Write(descriptor, "x", 1, written), ENOSPC);
+  EXPECT_EQ(written, 0U);
   EXPECT_EQ(Open(".", OpenMode::kRead), 0);
   std::size_t got = 0;
   char byte = 0;
@@ -231,8 +238,9 @@ TEST_F(HostFilesTest, GivesExactModesWhateverTheUmask) {
   EXPECT_EQ(files.MakeHiddenDirectory(At(".hidden").c_str(), 0777), 0);
   EXPECT_EQ(Open("file", OpenMode::kAppend), 0);
   EXPECT_EQ(umask(former), static_cast<mode_t>(077));  // given back
-  EXPECT_TRUE(ModeOf("folder") == 0777 && ModeOf(".hidden") == 0777 && ModeOf("file") == 0600);
-  EXPECT_TRUE(files.ChangeDescriptorMode(descriptor, 0666) == 0 && ModeOf("file") == 0666);
+  EXPECT_EQ(std::tuple(ModeOf("folder"), ModeOf(".hidden"), ModeOf("file")), std::tuple(0777U, 0777U, 0600U));
+  EXPECT_EQ(files.ChangeDescriptorMode(descriptor, 0666), 0);
+  EXPECT_EQ(ModeOf("file"), 0666U);
   EXPECT_EQ(files.MakeDirectory(At("folder").c_str(), 0700), EEXIST);
   EXPECT_EQ(files.MakeDirectory(At("no/folder").c_str(), 0700), ENOENT);
   EXPECT_EQ(files.ChangeMode(At("folder").c_str(), 0750), 0);
@@ -241,16 +249,17 @@ TEST_F(HostFilesTest, GivesExactModesWhateverTheUmask) {
   EXPECT_EQ(ModeOf("folder"), 0750U);
   AccessFacts access;
   EXPECT_EQ(files.QueryAccess(At("folder").c_str(), access), 0);
-  EXPECT_TRUE(access.mode == 0750 && access.userId == geteuid());
+  EXPECT_EQ(std::tuple(access.mode, access.userId), std::tuple(0750U, geteuid()));
 }
 
 TEST_F(HostFilesTest, RenamesReplacesUnlinksAndNamesTemporaries) {
   Put("from", "new");
   Put("to", "old");
   const std::string from = At("from"), to = At("to");
-  EXPECT_TRUE(files.Rename(from.c_str(), to.c_str()) == 0 && Content("to") == "new");
+  EXPECT_EQ(files.Rename(from.c_str(), to.c_str()), 0);
+  EXPECT_EQ(Content("to"), "new");
   EXPECT_EQ(files.Rename(from.c_str(), to.c_str()), ENOENT);
-  EXPECT_TRUE(files.Unlink(to.c_str()) == 0 && files.Unlink(to.c_str()) == ENOENT);
+  for (const int error : {0, ENOENT}) EXPECT_EQ(files.Unlink(to.c_str()), error);
 
   std::string made[2];
   for (std::string& path : made) {

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <set>
+#include <tuple>
 
 #include "platform/platform.h"
 
@@ -56,24 +57,28 @@ TEST_F(HostMachineTest, TellsWhatTheProcessIs) {
   char name[300] = "";
   gethostname(name, sizeof name - 1);
   std::string told;
-  EXPECT_TRUE(machine.HostName(told) && told == name) << told;
+  EXPECT_TRUE(machine.HostName(told));
+  EXPECT_EQ(told, name);
   LoginFacts login;
   EXPECT_FALSE(machine.FindLogin("no such login", login));
   ASSERT_TRUE(machine.FindLogin("root", login));
-  EXPECT_TRUE(login.userId == 0 && login.groupIds.size() == login.groupNames.size());
+  EXPECT_EQ(login.userId, 0U);
+  EXPECT_EQ(login.groupIds.size(), login.groupNames.size());
   EXPECT_EQ(std::ranges::count(login.groupNames, "root"), 1);
   std::set<std::uint32_t> randoms;
   for (int i = 0; i < 1000; ++i) randoms.insert(machine.RandomBelow(9));
-  EXPECT_TRUE(randoms.size() == 9 && *randoms.rbegin() == 8 && machine.RandomBelow(1) == 0);
+  EXPECT_EQ(randoms, (std::set<std::uint32_t>{0, 1, 2, 3, 4, 5, 6, 7, 8}));
+  EXPECT_EQ(machine.RandomBelow(1), 0U);
 }
 
 TEST_F(HostMachineTest, RunsAndKillsShellsWithAllTheirChildren) {
   int error = -1;
-  EXPECT_TRUE(WEXITSTATUS(machine.RunShellAndWait("exit 3", error)) == 3 && error == 0);
+  EXPECT_EQ(WEXITSTATUS(machine.RunShellAndWait("exit 3", error)), 3);
+  EXPECT_EQ(error, 0);
   const int quick = machine.StartShell("exit 5", error);
   ASSERT_GT(quick, 0);
   const ChildStatus ended = WaitFor(quick);
-  EXPECT_TRUE(ended.pid == quick && WEXITSTATUS(ended.status) == 5 && machine.PollChild(quick).pid == -1);
+  EXPECT_EQ(std::tuple(ended.pid, WEXITSTATUS(ended.status), machine.PollChild(quick).pid), std::tuple(quick, 5, -1));
 
   int ends[2];  // the shell and its children hold the writing end: it stays open until the last of them is gone
   ASSERT_EQ(pipe(ends), 0);
@@ -82,7 +87,7 @@ TEST_F(HostMachineTest, RunsAndKillsShellsWithAllTheirChildren) {
   ASSERT_GT(slow, 0);
   EXPECT_EQ(getpgid(slow), slow);
   const ChildStatus running = machine.PollChild(slow);
-  EXPECT_TRUE(!running.ended && running.pid == 0 && machine.KillChildGroup(slow) == 0);
+  EXPECT_EQ(std::tuple(running.ended, running.pid, machine.KillChildGroup(slow)), std::tuple(false, 0, 0));
   EXPECT_EQ(WTERMSIG(WaitFor(slow).status), SIGKILL);
   char byte = 0;
   EXPECT_EQ(read(ends[0], &byte, 1), 0);
@@ -101,7 +106,8 @@ TEST_F(HostMachineTest, ExitKeepsWhatWasPrinted) {
 TEST_F(HostMachineTest, TheRootIsAVolumeAndAPlainFolderIsNone) {
   std::vector<MountedVolume> mounted;
   ASSERT_TRUE(volumes.ListMountedVolumes(mounted) == 0 && !mounted.empty());
-  EXPECT_TRUE(mounted[0].path == "/" && mounted[0].isLocal && mounted[0].isBrowsable && !mounted[0].error);
+  EXPECT_EQ(mounted[0].path, "/");
+  EXPECT_TRUE(mounted[0].isLocal && mounted[0].isBrowsable && !mounted[0].error);
   VolumeAttributes attributes;
   ASSERT_EQ(volumes.QueryVolume("/", attributes), 0);
   struct statvfs figures {};
@@ -132,7 +138,8 @@ TEST_F(HostMachineTest, SortsPropertyListsByWhatIsWrong) {
   EXPECT_EQ(statusOf("bplist00"), PropertyListStatus::kInvalid);
   EXPECT_EQ(statusOf("<plist><array/></plist>"), PropertyListStatus::kWrongType);
   const char* good = "<plist><dict><key>ProductVersion</key><string>14.2</string></dict></plist>";
-  EXPECT_TRUE(statusOf(good) == PropertyListStatus::kOk && version == "14.2");
+  EXPECT_EQ(statusOf(good), PropertyListStatus::kOk);
+  EXPECT_EQ(version, "14.2");
   std::vector<DestinationValue> values;
   EXPECT_TRUE(volumes.ReadBackupDestinations(path.c_str(), values) == PropertyListStatus::kOk && values.empty());
   ASSERT_EQ(truncate(path.c_str(), 104'857'601), 0);

@@ -12,7 +12,7 @@ static InterfaceFacts Interface(const char* name, std::uint32_t index, bool hasD
   return {name, index, kAddress, true, hasDevice, isRandom};
 }
 
-const char* ChosenOf(const std::vector<InterfaceFacts>& interfaces) {
+static const char* ChosenOf(const std::vector<InterfaceFacts>& interfaces) {
   const InterfaceFacts* chosen = ChooseInterface(interfaces);
   return chosen == nullptr ? "none" : chosen->name.c_str();
 }

@@ -39,13 +39,17 @@ TEST_F(SettingsEditTest, DefaultFileReadsBackAsStated) {
   EXPECT_FALSE(read.useTimeMachineExcludes);
   EXPECT_TRUE(read.smartWatchDocs && read.smartWatchBrowserFavorites && read.smartWatchSpreadsheets);
   EXPECT_TRUE(read.excludedFileTypes.StartsWith("wab~,vmc,") && read.excludedFileTypes.EndsWith(",nvram,hdd"));
-  EXPECT_TRUE(read.selectedVolumes.size() == 1 && read.selectedVolumes[0].mountPoint == "/");
+  ASSERT_EQ(read.selectedVolumes.size(), 1U);
+  EXPECT_EQ(read.selectedVolumes[0].mountPoint, "/");
   std::vector<FileSetDef> sets;
-  ASSERT_TRUE(ReadFileSetDefs(sets) && sets.size() == 11);
-  EXPECT_TRUE(sets[0].extensions.Count() == 38 && sets[10].name == "usercustom01");
+  ASSERT_TRUE(ReadFileSetDefs(sets));
+  ASSERT_EQ(sets.size(), 11U);
+  EXPECT_EQ(Joined(sets[0].extensions.Count(), " ", sets[10].name), "38 usercustom01");
   std::vector<TqWatchedDir> dirs;
-  ASSERT_TRUE(ParseTqInfoForFilesToWatch(dirs) && dirs.size() == 17);
-  EXPECT_TRUE(dirs[0].all && dirs[0].dir == "/" && dirs[16].none && dirs[16].dir == "/home/");
+  ASSERT_TRUE(ParseTqInfoForFilesToWatch(dirs));
+  ASSERT_EQ(dirs.size(), 17U);
+  EXPECT_EQ(Joined(dirs[0].dir, " ", dirs[16].dir), "/ /home/");
+  EXPECT_TRUE(dirs[0].all && dirs[16].none);
   EXPECT_TRUE(
       Text().ends_with("\n    <tqdirfilter dir=\"/home/\" whichfiles=\"none\" /> \n</do_backup>  \n\n</tqinfo>\n"));
 }
@@ -98,7 +102,8 @@ TEST_F(SettingsEditTest, ElementsOfOtherHandsKeepTheirForm) {
             "<do_backup a=\"b\"><tqdirfilter dir=\"/d/\" whichfiles=\"all /><tqdirfilter dir=\"/e/\" "
             "whichfiles=\"all\" /></do_backup><network_block_list></tqinfo>");
   ExpectChange(SetOneTqDirFilter("/d/", "docs"), "\"all />", "\"docs\" />");
-  EXPECT_TRUE(!SetBlockedNetworkList({}) && Text() == before);
+  EXPECT_FALSE(SetBlockedNetworkList({}));
+  EXPECT_EQ(Text(), before);
   ExpectLogged({"SetBlockedNetworkList - could not find </network_block_list> in: "});
   // A selected volume whose only filter ends in an end tag gets no others.
   Write(before = std::string("<mountpoints mountpoints_to_watch=\"/\" /><hard_drives_to_backup>\n    <tqvolume "
@@ -148,5 +153,6 @@ TEST_F(SettingsEditTest, RefusalsLeaveTheFileAsItIs) {
   fake.fault = nullptr;
   fake.diskBytesLeft = 5;
   EXPECT_FALSE(SetShowAnimatedHelpTips(true));
-  EXPECT_TRUE(Text() == before && !fake.Has(Data("tqinfo.xml.tmp")));
+  EXPECT_EQ(Text(), before);
+  EXPECT_FALSE(fake.Has(Data("tqinfo.xml.tmp")));
 }
