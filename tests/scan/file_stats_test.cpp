@@ -26,6 +26,8 @@ TEST_F(FileStatsTest, SortsByTheExtensionOfTheLastComponent) {
       {"/a/.jpg", "pictures"},   {"/a/README", ""},       {"/a/notes.", ""},        {"/photos.jpg/file", ""},
       {"/a/x.xyz", ""},          {"/a/x.sit", ""},        {"/a.jpg\\b", ""},        {"/a/x.\xC3\x84", ""}};
   for (const auto& [file, name] : cases) EXPECT_EQ(CategoryAt(tables.CategoryOf(file)).setName, name) << file;
+  tables.Add(2, "\xC3\x84");  // just asked about
+  EXPECT_EQ(tables.CategoryOf("/a/x.\xC3\x84"), 2);
 }
 
 TEST_F(FileStatsTest, ResourceForksCountAsOtherBytesWhateverTheCategory) {
