@@ -50,9 +50,10 @@ LocaleTexts CurrentLocaleTexts() {
 
 std::string DecimalText(std::int64_t number) {
   const CfHolder<CFLocaleRef> locale(CFLocaleCopyCurrent());
+  if (!locale) return std::to_string(number);
   const CfHolder<CFNumberFormatterRef> formatter(
       CFNumberFormatterCreate(kCFAllocatorDefault, locale.Get(), kCFNumberFormatterDecimalStyle));
-  if (!locale || !formatter) return std::to_string(number);
+  if (!formatter) return std::to_string(number);
   const CfHolder<CFStringRef> text(
       CFNumberFormatterCreateStringWithValue(kCFAllocatorDefault, formatter.Get(), kCFNumberSInt64Type, &number));
   return TextOf(text.Get()).value_or(std::to_string(number));

@@ -39,6 +39,10 @@ class WalkerTest : public ScanTest {
     output.Buffer().Clear();
     return lines;
   }
+  void UseOnly(TqExcludeFilenameRule& rule) {
+    walk.rules = &rule;
+    walk.ruleCount = 1;
+  }
   /// `count` directories in /many, beside itself.
   void MakeManyFolders(int count) {
     for (int i = 0; i < count; ++i) fake.MakeFolders("/many/" + std::to_string(i));
@@ -183,8 +187,7 @@ TEST_F(WalkerTest, LargeFilesAreListedAsideWithTheRulesAnswer) {
   TqExcludeFilenameRule rule;
   char extension[] = "mov";
   rule.hasFileExtension = extension;
-  walk.rules = &rule;
-  walk.ruleCount = 1;
+  UseOnly(rule);
   Walk("/big");
   EXPECT_EQ(fake.ReadFile(walk.largeFileListPath),
             "f\t524288000\t/big/edge.mov\nt\t524288000\t/big/back_-backslash-_slash\nf\t600000001\t/big/unwanted\n");
@@ -196,8 +199,7 @@ TEST_F(WalkerTest, ABackslashInAVolumesNameHidesNoRule) {
   TqExcludeFilenameRule rule;
   char prefix[] = "music";
   rule.skipFirstCharThenStartsWith = prefix;
-  walk.rules = &rule;
-  walk.ruleCount = 1;
+  UseOnly(rule);
   OneLevel("/Volumes/a_-backslash-_b");
   EXPECT_EQ(totals.num[kEverythingCategory], 0);
   EXPECT_FALSE(Logged("unknown external volume situation"));
